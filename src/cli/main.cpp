@@ -1,0 +1,79 @@
+#include "cli/dispatch.h"
+#include "cli/grammar.h"
+#include "cli/options.h"
+#include "cli/precheck.h"
+#include "cli/validation.h"
+#include "control/reset_guard.h"
+#include "device/session.h"
+
+#include <fmt/ostream.h>
+
+#include <iostream>
+#include <span>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace zanctl {
+namespace {
+
+// A closed standard stream would lend its number to the next file that is opened.
+void occupyStandardStreams() {
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(stream, F_GETFD) < 0) open("/dev/null", O_RDONLY);
+  }
+}
+
+int runInSession(const Grammar& grammar, const CommandOptions& options) {
+  if (!libraryLoadError().empty()) {
+    fmt::print(std::cerr, "zanctl: {}\n", libraryLoadError());
+    return -1;
+  }
+  openSession(0);
+  const int status = dispatch(grammar, options);
+  closeSession();
+  return status;
+}
+
+int parseAndRun(std::span<const char* const> argv) {
+  CommandOptions options;
+  Grammar grammar(options);
+  if (hasForbiddenShape(argv)) {
+    const int status = grammar.app().exit(
+        CLI::InvalidError("Invalid combination of input arguments"), std::cout, std::cerr);
+    std::cout << "\n";
+    return status;
+  }
+  try {
+    grammar.parse(argv);
+  } catch (const CLI::ParseError& error) {
+    return grammar.app().exit(error, std::cout, std::cerr);
+  }
+  if (validateCommandLine(grammar, options, std::cout, std::cerr) != 0) return -1;
+  return runInSession(grammar, options);
+}
+
+int run(std::span<const char* const> argv) {
+  const std::int32_t resetStatus = readResetStatus();
+  if (refusesConcurrentReset(argv, resetStatus, std::cout)) return -1;
+  if (waitWhileResetting(resetStatus, std::cout) != 0) {
+    std::cout << "Zanctl has failed because it couldn't communicate with the Zanthe driver. Make "
+                 "sure that the latest Zanthe driver is installed and running.\n";
+    return -1;
+  }
+  return parseAndRun(argv);
+}
+
+}  // namespace
+}  // namespace zanctl
+
+int main(int argc, char** argv) {
+  zanctl::occupyStandardStreams();
+  std::ios::sync_with_stdio(false);
+  const int status = zanctl::run({argv, static_cast<std::size_t>(argc)});
+  if (!std::cout.flush()) {
+    fmt::print(std::cerr, "zanctl: standard output could not be written\n");
+    return -1;
+  }
+  return status;
+}

@@ -1,0 +1,27 @@
+// Fixed-width text of values: left-aligned, and padded with blanks or cut to exactly `width`
+// characters. -1, which all ones become, reads as "N/A" where it says so.
+#pragma once
+
+#include "zanml/zanml.h"
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace zanctl {
+
+std::string fmtText(std::string_view text, std::size_t width);
+std::string fmtInt(std::int32_t value, std::size_t width);
+// The value followed by its unit; "N/A" for -1.
+std::string fmtIntUnit(std::int32_t value, std::string_view unit, std::size_t width);
+// "<used>MiB / <total>MiB".
+std::string fmtMemory(std::int32_t usedMiB, std::int32_t totalMiB, std::size_t width);
+// "<value>%"; "N/A" for -1.
+std::string fmtPercent(std::int32_t value, std::size_t width);
+// The short name of an nvmlComputeMode_t; "N/A" for any other value.
+std::string fmtComputeMode(std::uint32_t mode, std::size_t width);
+
+// "DDDDDDDD:BB:DD.0": domain, bus and device in upper-case hexadecimal; the function is always 0.
+std::string busIdText(const nvmlPciInfo_t& pci);
+
+}  // namespace zanctl

@@ -1,0 +1,85 @@
+#include "device/session.h"
+
+#include <fmt/format.h>
+
+#include <array>
+
+#include <string.h>
+
+namespace zanctl {
+namespace {
+
+constexpr unsigned int kVersionSize = 80;
+
+void fetchVersion(std::string& cache,
+                  const Operation<nvmlReturn_t(char*, unsigned int)>& operation) {
+  if (cache != "N/A") return;
+  std::array<char, kVersionSize> text{};
+  if (operation(text.data(), kVersionSize) != NVML_SUCCESS) return;
+  cache.assign(text.data(), strnlen(text.data(), text.size()));
+}
+
+void enumerateDevices(DeviceSession& opened, std::uint32_t countOverride) {
+  if (library().nvmlInit() != NVML_SUCCESS) return;
+  opened.initialised = true;
+  if (countOverride != 0) {
+    opened.deviceCount = countOverride;
+  } else if (library().nvmlDeviceGetCount_v2(&opened.deviceCount) != NVML_SUCCESS) {
+    opened.deviceCount = 0;
+    return;
+  }
+  for (std::uint32_t index = 0; index < opened.deviceCount; ++index) {
+    nvmlDevice_t handle = nullptr;
+    if (library().nvmlDeviceGetHandleByIndex_v2(index, &handle) != NVML_SUCCESS) return;
+    opened.handles.push_back(handle);
+  }
+  opened.currentDevice = 0;
+}
+
+}  // namespace
+
+DeviceSession& session() {
+  static DeviceSession instance;
+  return instance;
+}
+
+void openSession(std::uint32_t countOverride) {
+  if (session().initialised) return;
+  session() = DeviceSession{};
+  enumerateDevices(session(), countOverride);
+}
+
+void closeSession() noexcept {
+  if (session().initialised) shutdownLibrary();
+  session() = DeviceSession{};
+}
+
+void shutdownLibrary() {
+  if (library().nvmlShutdown() != NVML_SUCCESS) return;
+  session().initialised = false;
+  session().deviceCount = 0;
+  session().handles.clear();
+}
+
+const std::string& driverVersion() {
+  fetchVersion(session().driverVersion, library().nvmlSystemGetDriverVersion);
+  return session().driverVersion;
+}
+
+const std::string& libraryVersion() {
+  fetchVersion(session().libraryVersion, library().nvmlSystemGetNVMLVersion);
+  return session().libraryVersion;
+}
+
+const std::string& cudaVersion() {
+  std::string& cache = session().cudaVersion;
+  int version = 0;
+  if (cache == "N/A" && library().nvmlSystemGetCudaDriverVersion_v2(&version) == NVML_SUCCESS) {
+    cache = fmt::format("{}.{}", version / 1000, version % 1000 / 10);
+  }
+  return cache;
+}
+
+const std::string& libraryLoadError() { return library().loadError; }
+
+}  // namespace zanctl

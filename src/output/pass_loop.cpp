@@ -1,0 +1,47 @@
+#include "output/pass_loop.h"
+
+#include "device/readers.h"
+#include "device/time.h"
+
+#include <fmt/ostream.h>
+
+#include <algorithm>
+#include <iostream>
+#include <limits>
+
+namespace zanctl {
+namespace {
+
+constexpr std::uint64_t kMicrosecondsPerSecond = 1'000'000;
+constexpr std::uint64_t kLongestPeriodSeconds =
+    std::numeric_limits<std::uint64_t>::max() / kMicrosecondsPerSecond;
+
+}  // namespace
+
+LoopPlan onceOrEvery(std::uint64_t periodSeconds) {
+  return {.periodSeconds = periodSeconds, .passCount = periodSeconds == 0 ? 1U : 0U};
+}
+
+LoopEnd runPasses(Output& output, const LoopPlan& plan,
+                  const std::function<void(const Pass&)>& runPass) {
+  const std::uint64_t period =
+      std::min(plan.periodSeconds, kLongestPeriodSeconds) * kMicrosecondsPerSecond;
+  for (std::uint64_t number = 0;; ++number) {
+    const timeval start = currentTime();
+    boardPowerTable().clear();
+    runPass({output.stream(), start, number});
+    const bool written = output.flush();
+    const bool last = number + 1 == plan.passCount;
+    const bool checked = !last || plan.lastPass == LastPass::checked;
+    if (!written || (checked && output.vanished())) {
+      if (!output.fileName().empty()) {
+        fmt::print(std::cout, "Failed to write the log file {}\n", output.fileName());
+      }
+      return LoopEnd::outputLost;
+    }
+    if (last) return LoopEnd::finished;
+    paceInterval(start, period);
+  }
+}
+
+}  // namespace zanctl

@@ -1,0 +1,39 @@
+// The one loop behind every output that repeats.
+#pragma once
+
+#include "output/log_file.h"
+
+#include <cstdint>
+#include <functional>
+#include <iosfwd>
+
+#include <sys/time.h>
+
+namespace zanctl {
+
+struct Pass {
+  std::ostream& out;
+  timeval start;
+  std::uint64_t number;  // from 0
+};
+
+enum class LastPass { unchecked, checked };
+
+struct LoopPlan {
+  std::uint64_t periodSeconds = 0;
+  std::uint64_t passCount = 0;              // 0: endless
+  LastPass lastPass = LastPass::unchecked;  // whether the file must still exist after the last
+};
+
+// One pass, or without end every `periodSeconds`.
+LoopPlan onceOrEvery(std::uint64_t periodSeconds);
+
+enum class LoopEnd { finished, outputLost };
+
+// Repeats the pass, each starting a period after the start of the one before and with the board
+// power table emptied. Ends with the last pass, or when the output can no longer be written, which
+// is said of a file by its name on standard output.
+LoopEnd runPasses(Output& output, const LoopPlan& plan,
+                  const std::function<void(const Pass&)>& runPass);
+
+}  // namespace zanctl
