@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cwchar>
 #include <memory>
 #include <optional>
 #include <string_view>
@@ -36,50 +35,64 @@ std::optional<std::string> readFile(const std::string& path, std::size_t limit) 
   return content;
 }
 
+bool isPlain(char c) { return c >= ' ' && c <= '~'; }
+
 // Characters are judged as in a UTF-8 terminal, whatever the caller's locale.
-class Utf8Locale {
- public:
-  Utf8Locale() : locale_(newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr)), previous_(nullptr) {
-    if (locale_ != nullptr) previous_ = uselocale(locale_);
-  }
-  ~Utf8Locale() {
-    if (locale_ == nullptr) return;
-    uselocale(previous_);
-    freelocale(locale_);
-  }
-  Utf8Locale(const Utf8Locale&) = delete;
-  Utf8Locale& operator=(const Utf8Locale&) = delete;
-
- private:
-  locale_t locale_;
-  locale_t previous_;
-};
-
-// How many bytes of the text's first character are to be copied; 0 when it does not print, and
-// then `length` tells how many bytes it takes.
-bool firstCharacterPrints(std::string_view text, std::size_t& length) {
-  std::mbstate_t state{};
-  wchar_t character = 0;
-  const std::size_t got = std::mbrtowc(&character, text.data(), text.size(), &state);
-  const bool valid = got != 0 && got <= text.size();
-  length = valid ? got : 1;
-  return valid && iswprint(static_cast<wint_t>(character)) != 0;
+bool isPrintable(std::uint32_t codePoint) {
+  static const locale_t utf8 = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+  return utf8 != nullptr && iswprint_l(codePoint, utf8) != 0;
 }
 
+// Bytes of the UTF-8 sequence that this byte begins; 0 for one that begins none.
+std::size_t sequenceLength(unsigned char lead) {
+  if (lead >= 0xC2 && lead <= 0xDF) return 2;
+  if (lead >= 0xE0 && lead <= 0xEF) return 3;
+  return lead >= 0xF0 && lead <= 0xF4 ? 4 : 0;
+}
+
+// Appends what shows of the multi-byte sequence that the text begins with and tells its bytes;
+// 0 when it begins with none.
+std::size_t appendSequence(std::string_view text, std::string& shown) {
+  constexpr std::array<std::uint32_t, 5> kFirstOfLength = {0, 0, 0x80, 0x800, 0x10000};
+  const auto lead = static_cast<unsigned char>(text[0]);
+  const std::size_t length = sequenceLength(lead);
+  if (length == 0) return 0;
+  std::uint32_t codePoint = lead & (0x7FU >> length);
+  std::size_t taken = 1;
+  for (; taken < std::min(length, text.size()); ++taken) {
+    const auto next = static_cast<unsigned char>(text[taken]);
+    if ((next & 0xC0U) != 0x80U) break;
+    codePoint = codePoint << 6U | (next & 0x3FU);
+  }
+  const bool surrogate = codePoint >= 0xD800 && codePoint <= 0xDFFF;
+  if (taken < length || codePoint < kFirstOfLength[length] || surrogate) {
+    shown.append(taken, '?');
+  } else if (isPrintable(codePoint)) {
+    shown.append(text.substr(0, length));
+  } else {
+    shown.push_back('?');
+  }
+  return taken;
+}
+
+// What would not print shows as "?". Behind a byte that begins no character the process listing
+// gives up on UTF-8 and marks control characters with ".".
 std::string printable(std::string_view text) {
-  const bool plain =
-      std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; });
-  if (plain) return std::string(text);
-  const Utf8Locale utf8;
+  if (std::all_of(text.begin(), text.end(), isPlain)) return std::string(text);
   std::string shown;
+  char controlMark = '?';
   while (!text.empty()) {
-    std::size_t length = 1;
-    if (firstCharacterPrints(text, length)) {
-      shown.append(text.substr(0, length));
-    } else {
+    const char c = text[0];
+    const bool ascii = static_cast<unsigned char>(c) < 0x80;
+    std::size_t taken = 1;
+    if (ascii) {
+      shown.push_back(isPlain(c) ? c : controlMark);
+    } else if (controlMark == '.' || (taken = appendSequence(text, shown)) == 0) {
       shown.push_back('?');
+      controlMark = '.';
+      taken = 1;
     }
-    text.remove_prefix(length);
+    text.remove_prefix(taken);
   }
   return shown;
 }
@@ -120,7 +133,8 @@ std::string processName(std::uint32_t pid) {
   if (commandLine->empty()) return bracketedName(readFile(path("stat"), 4096).value_or(""));
   commandLine->erase(commandLine->find_last_not_of('\0') + 1);
   if (commandLine->empty()) return "?";
-  std::replace(commandLine->begin(), commandLine->end(), '\0', ' ');
+  std::replace_if(
+      commandLine->begin(), commandLine->end(), [](char c) { return c == '\0' || c == '\n'; }, ' ');
   return printable(*commandLine);
 }
 

@@ -1,0 +1,107 @@
+#include "output/pass_loop.h"
+
+#include "device/readers.h"
+#include "output/option_text.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <fstream>
+#include <iterator>
+#include <limits>
+#include <string>
+
+#include <sys/stat.h>
+
+namespace zanctl {
+namespace {
+
+class PassLoopTest : public testing::Test {
+ protected:
+  PassLoopTest() : name_(testing::TempDir() + "pass_loop_" + std::to_string(getpid())) {}
+  ~PassLoopTest() override { std::remove(name_.c_str()); }
+
+  [[nodiscard]] std::string content() const {
+    std::ifstream file(name_);
+    return {std::istreambuf_iterator<char>(file), {}};
+  }
+
+  std::string name_;
+};
+
+TEST_F(PassLoopTest, runsThePassesCountedAndEmptiesTheBoardPowerEachTime) {
+  Output output(name_);
+  LoopPlan plan;
+  plan.passCount = 3;
+  const LoopEnd end = runPasses(output, plan, [](const Pass& pass) {
+    EXPECT_TRUE(boardPowerTable().empty());
+    boardPowerTable()[1] = 1;
+    pass.out << pass.number << "\n";
+  });
+  EXPECT_EQ(end, LoopEnd::finished);
+  EXPECT_EQ(content(), "0\n1\n2\n");
+  struct stat status {};
+  ASSERT_EQ(stat(name_.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0133U, 0U) << "neither executable nor writable for others";
+}
+
+TEST_F(PassLoopTest, endsWhenTheFileVanishes) {
+  testing::internal::CaptureStdout();
+  Output output(name_);
+  int passes = 0;
+  const LoopEnd end = runPasses(output, LoopPlan{}, [&](const Pass&) {
+    if (++passes == 2) std::remove(name_.c_str());
+  });
+  EXPECT_EQ(end, LoopEnd::outputLost);
+  EXPECT_EQ(passes, 2);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "Failed to write the log file " + name_ + "\n");
+}
+
+TEST_F(PassLoopTest, looksForTheFileAfterTheLastPassOnlyWhereAsked) {
+  for (const LastPass lastPass : {LastPass::unchecked, LastPass::checked}) {
+    testing::internal::CaptureStdout();
+    Output output(name_);
+    LoopPlan plan = onceOrEvery(0);
+    plan.lastPass = lastPass;
+    const LoopEnd end = runPasses(output, plan, [&](const Pass&) { std::remove(name_.c_str()); });
+    EXPECT_EQ(end == LoopEnd::outputLost, lastPass == LastPass::checked);
+    testing::internal::GetCapturedStdout();
+  }
+}
+
+TEST(PassLoop, endsAtOnceWhenTheDiskIsFull) {
+  testing::internal::CaptureStdout();
+  Output output("/dev/full");
+  int passes = 0;
+  const LoopEnd end = runPasses(output, onceOrEvery(1), [&](const Pass& pass) {
+    ++passes;
+    pass.out << "line\n";
+  });
+  EXPECT_EQ(end, LoopEnd::outputLost);
+  EXPECT_EQ(passes, 1);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "Failed to write the log file /dev/full\n");
+}
+
+TEST(PassLoop, refusesWhatCannotBeOpened) {
+  EXPECT_FALSE(Output("/").usable());
+  EXPECT_FALSE(Output("/no/such/directory/file").usable());
+  EXPECT_TRUE(Output("").usable());
+}
+
+TEST(OptionText, readsTheNumberAtTheStart) {
+  EXPECT_EQ(decimalNumber("5x"), 5);
+  EXPECT_EQ(decimalNumber(" 7"), 7);
+  EXPECT_EQ(decimalNumber("-3"), -3);
+  EXPECT_EQ(decimalNumber("4294967296"), 4294967296);
+  EXPECT_EQ(decimalNumber(""), 0);
+  EXPECT_EQ(decimalNumber("abc"), 0);
+  EXPECT_EQ(decimalNumber("99999999999999999999"), 0);
+}
+
+TEST(OptionText, keepsEmptyPieces) {
+  EXPECT_EQ(splitAtCommas(""), (std::vector<std::string_view>{""}));
+  EXPECT_EQ(splitAtCommas(",a,"), (std::vector<std::string_view>{"", "a", ""}));
+}
+
+}  // namespace
+}  // namespace zanctl
