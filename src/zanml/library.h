@@ -35,7 +35,7 @@ class Operation<nvmlReturn_t(Arguments...)> {
 
 // One callable member per operation, under the operation's own name.
 struct Library {
-#define ZANCTL_MEMBER(name) Operation<decltype(::name)> name;
+#define ZANCTL_MEMBER(name) Operation<decltype(::name)> name;  // NOLINT(bugprone-macro-parentheses)
   ZANML_OPERATIONS(ZANCTL_MEMBER)
 #undef ZANCTL_MEMBER
 

@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstring>
 #include <map>
 #include <string>
@@ -25,12 +26,11 @@ class FakeLibrary : public testing::Test {
     session() = DeviceSession{};
   }
 
-  // Handles are the GPUs' indices plus one, so that a null handle is foreign.
   static std::uint32_t gpuOf(nvmlDevice_t device) {
-    return static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(device)) - 1;
+    return static_cast<std::uint32_t>(reinterpret_cast<char*>(device) - cells.data());
   }
   static nvmlDevice_t handleOf(std::uint32_t gpu) {
-    return reinterpret_cast<nvmlDevice_t>(static_cast<std::uintptr_t>(gpu) + 1);
+    return reinterpret_cast<nvmlDevice_t>(&cells[gpu]);
   }
 
   // A session as openSession leaves it.
@@ -45,6 +45,10 @@ class FakeLibrary : public testing::Test {
     std::strcpy(buffer, text.c_str());
     return NVML_SUCCESS;
   }
+
+ private:
+  // What a handle points to, by GPU index.
+  inline static std::array<char, 64> cells;
 };
 
 }  // namespace zanctl
