@@ -1,8 +1,12 @@
 #include "cli/dispatch.h"
 
 #include "cli/selection.h"
-#include "output/option_text.h"
+#include "reports/compute_query.h"
+#include "reports/dtd.h"
 #include "reports/gpu_list.h"
+#include "reports/loop_option.h"
+#include "reports/property_query.h"
+#include "reports/query_report.h"
 #include "reports/summary.h"
 
 #include <fmt/ostream.h>
@@ -13,45 +17,53 @@
 namespace zanctl {
 namespace {
 
-constexpr std::int64_t kDefaultLoopSeconds = 5;
-
 int refuseUnavailable(std::string_view what) {
   fmt::print(std::cerr, "zanctl: {} is not available in this version\n", what);
   return -1;
 }
 
-// The summary does not change the exit status, whatever becomes of it.
+std::string textOrEmpty(const std::string& option) { return given(option) ? option : ""; }
+
 void checkLoopAndRunSummary(const CommandOptions& options, const DeviceSet& selection) {
-  std::int64_t seconds = 0;
-  if (given(options.loop)) {
-    seconds = options.loop.empty() ? kDefaultLoopSeconds : decimalNumber(options.loop);
-    if (seconds < 1) {
-      fmt::print(std::cout,
-                 "Provided [-l | --loop=] value is incorrect. Loop frequency must be greater than "
-                 "0.\nThe value -l, --loop is not an allowed value for {}. Run with --help for "
-                 "more information.\n\n",
-                 options.loop);
-      return;
-    }
+  if (const auto period = readLoopOption(options.loop, std::cout)) {
+    printSummary(selection, textOrEmpty(options.filename), *period);
+  } else {
+    std::cout << "\n";
   }
-  printSummary(selection, given(options.filename) ? options.filename : "",
-               static_cast<std::uint64_t>(seconds));
+}
+
+// Whatever becomes of a report, it does not change the exit status.
+void runReport(const CommandOptions& options, const DeviceSet& selection) {
+  if (options.query) {
+    runQueryReport(options, selection);
+  } else if (options.dtd) {
+    std::cout << kDtd << "\n";
+  } else if (options.listGpus) {
+    printGpuList(std::cout);
+  } else {
+    checkLoopAndRunSummary(options, selection);
+  }
 }
 
 int dispatchRoot(const CommandOptions& options, const DeviceSet& selection) {
   if (options.gpuReset) return refuseUnavailable("--gpu-reset");
   if (given(options.ceMask)) return refuseUnavailable("--set-ce-mask");
-  if (options.helpQueryGpu) return refuseUnavailable("--help-query-gpu");
-  if (options.helpQueryComputeApps) return refuseUnavailable("--help-query-compute-apps");
-  if (given(options.queryGpu)) return refuseUnavailable("--query-gpu");
-  if (given(options.queryComputeApps)) return refuseUnavailable("--query-compute-apps");
-  if (options.query) return refuseUnavailable("--query");
-  if (options.dtd) return refuseUnavailable("--dtd");
-  if (options.listGpus) {
-    printGpuList(std::cout);
-  } else {
-    checkLoopAndRunSummary(options, selection);
+  if (options.helpQueryGpu) {
+    printPropertyQueryHelp(std::cout);
+    return 0;
   }
+  if (options.helpQueryComputeApps) {
+    printComputeQueryHelp(std::cout);
+    return 0;
+  }
+  const auto request = [&options](const std::string& properties) {
+    return CsvRequest{properties, options.format, options.loop, textOrEmpty(options.filename)};
+  };
+  if (given(options.queryGpu)) return runPropertyQuery(request(options.queryGpu), selection);
+  if (given(options.queryComputeApps)) {
+    return runComputeQuery(request(options.queryComputeApps), selection);
+  }
+  runReport(options, selection);
   return 0;
 }
 

@@ -33,10 +33,22 @@ timeval currentTime() {
   return now;
 }
 
-std::string timestampLine(std::time_t time) {
+std::string calendarTime(std::time_t time) {
   const std::tm local = localTime(time);
   std::array<char, 64> text{};
-  return fmt::format("Timestamp    {}", asctime_r(&local, text.data()));
+  std::string line = asctime_r(&local, text.data());
+  line.pop_back();
+  return line;
+}
+
+std::string timestampLine(std::time_t time) {
+  return fmt::format("Timestamp    {}\n", calendarTime(time));
+}
+
+std::string dateTimeStamp(std::time_t time) {
+  const std::tm local = localTime(time);
+  return fmt::format("{:04}-{:02}-{:02} {}", local.tm_year + 1900, local.tm_mon + 1, local.tm_mday,
+                     timeStamp(time));
 }
 
 std::string dateStamp(std::time_t time) {

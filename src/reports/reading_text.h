@@ -1,0 +1,28 @@
+// The words that the queries and reports share for readings.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace zanctl {
+
+// The number and its unit; "N/A" for the mark of an unavailable value.
+std::string numberText(std::uint32_t value, std::string_view unit = "");
+std::string numberText(std::uint64_t value, std::string_view unit = "");
+
+// Whole MiB of a byte count, with the unit.
+std::string mebibytesText(std::uint64_t bytes);
+
+// The full name of an nvmlComputeMode_t; "N/A" for any other value.
+std::string_view computeModeName(std::uint32_t mode);
+
+struct VirtualizationText {
+  std::string_view mode;          // empty for a mode without a name
+  std::string_view hostVgpuMode;  // "N/A" but on a host of virtual GPUs
+};
+
+// Of an nvmlGpuVirtualizationMode_t and an nvmlHostVgpuMode_t.
+VirtualizationText virtualizationText(std::uint32_t mode, std::uint32_t hostVgpuMode);
+
+}  // namespace zanctl
