@@ -11,6 +11,7 @@
 
 #include <fmt/ostream.h>
 
+#include <array>
 #include <iostream>
 #include <string_view>
 
@@ -67,11 +68,28 @@ int dispatchRoot(const CommandOptions& options, const DeviceSet& selection) {
   return 0;
 }
 
+struct SubcommandRunner {
+  const char* name;
+  int (*run)(const Grammar&, const CommandOptions&);
+};
+
+// The first that was given runs.
+constexpr std::array<SubcommandRunner, kSubcommands.size()> kSubcommandRunners = {{
+    {"dmon", nullptr},
+    {"pmon", nullptr},
+    {"topo", nullptr},
+    {"vgpu", nullptr},
+    {"stats", nullptr},
+    {"daemon", nullptr},
+    {"replay", nullptr},
+}};
+
 }  // namespace
 
 int dispatch(const Grammar& grammar, const CommandOptions& options) {
-  for (const char* name : kSubcommands) {
-    if (grammar.parsed(name)) return refuseUnavailable(name);
+  for (const SubcommandRunner& runner : kSubcommandRunners) {
+    if (!grammar.parsed(runner.name)) continue;
+    return runner.run == nullptr ? refuseUnavailable(runner.name) : runner.run(grammar, options);
   }
   DeviceSet selection;
   if (const int result = resolveDevices(options.id, selection, std::cout); result != 0) {
