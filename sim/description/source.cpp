@@ -1,0 +1,18 @@
+#include "description/source.h"
+
+#include <cmath>
+
+namespace zansim {
+
+std::uint64_t NumberSource::at(Time now, unsigned owner) const {
+  if (kind != Kind::signal) return value;
+  return static_cast<std::uint64_t>(std::llround(signal->valueAt(now, owner)));
+}
+
+double NumberSource::integral(Time from, Time to, unsigned owner) const {
+  if (to <= from) return 0;
+  if (kind == Kind::signal) return signal->integral(from, to, owner);
+  return static_cast<double>(value) * static_cast<double>(to - from);
+}
+
+}  // namespace zansim

@@ -1,0 +1,172 @@
+// zansim: runs a command on a simulated machine.
+#include "description/host_reader.h"
+#include "launcher/child.h"
+#include "launcher/exit_status.h"
+#include "launcher/layout.h"
+#include "launcher/library_copy.h"
+#include "launcher/options.h"
+#include "launcher/processes.h"
+#include "launcher/state_directory.h"
+#include "machine/session.h"
+
+#include <fmt/format.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <filesystem>
+#include <functional>
+#include <stdexcept>
+
+namespace zansim {
+
+namespace {
+
+std::string listBefore(const std::string& first, const char* variable, char separator) {
+  const char* const rest = std::getenv(variable);
+  return rest == nullptr || *rest == '\0' ? first : first + separator + rest;
+}
+
+void printProblems(std::FILE* stream, const HostReading& reading) {
+  for (const std::string& problem : reading.problems) fmt::print(stream, "{}\n", problem);
+}
+
+int checkDescription(const std::string& file) {
+  const HostReading reading = readHostFile(file);
+  printProblems(stdout, reading);
+  return reading.host ? 0 : 1;
+}
+
+int listHosts(const Layout& layout) {
+  for (const std::string& name : hostNames(layout)) {
+    const HostReading reading = readHostFile(findHost(layout, name));
+    fmt::print("{:<16}{}\n", name, reading.host ? reading.host->description : "cannot be read");
+  }
+  return 0;
+}
+
+// The library of the machine: none, the whole one, or a copy that lacks operations.
+std::string libraryDirectory(const Layout& layout, const Host& host, const std::string& state) {
+  if (!host.library) return "";
+  if (host.missing.none()) return layout.libraries;
+  return makeLibraryWithout(layout.libraries + "/libzanml.so", host.missing, state);
+}
+
+Environment clockEnvironment(const Options& options, SharedState& state, Time now) {
+  const Time start = options.startTime.value_or(now);
+  if (options.virtualClock) {
+    if (options.startTime) state->virtualNow = start;
+    return {{"ZANSIM_CLOCK", "virtual"}};
+  }
+  if (options.startTime) return {{"ZANSIM_CLOCK", std::to_string(start - now)}};
+  return {};
+}
+
+Environment machineEnvironment(const Options& options, const Layout& layout, const Host& host,
+                               const StateDirectory& state) {
+  Environment environment{
+      {kStateVariable, state.path()},
+      {kProcessesVariable, state.processTable()},
+      {"ZANSIM_CPUS", std::to_string(host.cpus)},
+      {"LD_PRELOAD", listBefore(layout.preload, "LD_PRELOAD", ':')},
+      {"PATH", listBefore(layout.programs, "PATH", ':')},
+      // The preload library comes before a sanitizer's, which it does not disturb.
+      {"ASAN_OPTIONS", listBefore("verify_asan_link_order=0", "ASAN_OPTIONS", ':')},
+  };
+  const std::string libraries = libraryDirectory(layout, host, state.path());
+  if (!libraries.empty()) {
+    environment.emplace_back("LD_LIBRARY_PATH", listBefore(libraries, "LD_LIBRARY_PATH", ':'));
+  }
+  if (!options.trace.empty()) {
+    environment.emplace_back(kTraceVariable, std::filesystem::absolute(options.trace));
+  }
+  if (options.uid) environment.emplace_back("ZANSIM_UID", std::to_string(*options.uid));
+  return environment;
+}
+
+// Starts and ends processes as the description is edited.
+class ProcessWatch {
+ public:
+  ProcessWatch(std::string host, std::string table, Processes& processes)
+      : host_(std::move(host)),
+        table_(std::move(table)),
+        processes_(processes),
+        seen_(modified()) {}
+
+  void operator()() {
+    const auto now = modified();
+    if (now == seen_) return;
+    seen_ = now;
+    // A bad description is the library's to complain about.
+    const HostReading reading = readHostFile(host_);
+    if (reading.host) update(*reading.host);
+  }
+
+  void update(const Host& host) {
+    processes_.follow(host);
+    writeProcessTable(table_, processes_.table());
+  }
+
+ private:
+  std::filesystem::file_time_type modified() const {
+    std::error_code error;
+    return std::filesystem::last_write_time(host_, error);
+  }
+
+  std::string host_;
+  std::string table_;
+  Processes& processes_;
+  std::filesystem::file_time_type seen_;
+};
+
+int runOnMachine(const Options& options, const Layout& layout) {
+  const std::string file = findHost(layout, options.host);
+  const HostReading reading = readHostFile(file);
+  if (!reading.host) {
+    printProblems(stderr, reading);
+    return kLauncherFailed;
+  }
+  const Host& host = *reading.host;
+  blockSignals();
+  const StateDirectory directory(options.state);
+  directory.furnish(host);
+  const Time now = wallNow();
+  SharedState state(directory.path(), options.startTime.value_or(now));
+  Environment environment = machineEnvironment(options, layout, host, directory);
+  environment.emplace_back(kHostVariable, file);
+  for (auto& variable : clockEnvironment(options, state, now)) environment.push_back(variable);
+  Processes processes(layout.process);
+  ProcessWatch watch(file, directory.processTable(), processes);
+  watch.update(host);
+  return runCommand(options.command, environment, std::ref(watch));
+}
+
+int showState(const Options& options) {
+  if (!std::filesystem::exists(options.state + "/" + kStateFileName)) {
+    throw std::runtime_error(options.state + ": no machine has its state here");
+  }
+  fmt::print("{}", describeState(SharedState(options.state, 0)));
+  return 0;
+}
+
+int run(const Options& options) {
+  const Layout layout = findLayout();
+  if (!options.check.empty()) return checkDescription(options.check);
+  if (options.list) return listHosts(layout);
+  if (options.showState) return showState(options);
+  return runOnMachine(options, layout);
+}
+
+}  // namespace
+
+}  // namespace zansim
+
+int main(int argc, char** argv) {
+  try {
+    const zansim::ParsedOptions parsed = zansim::parseOptions(argc, argv);
+    return parsed.exitStatus ? *parsed.exitStatus : zansim::run(parsed.options);
+  } catch (const std::exception& error) {
+    fmt::print(stderr, "zansim: {}\n", error.what());
+    return zansim::kLauncherFailed;
+  }
+}

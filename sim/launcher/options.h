@@ -1,0 +1,37 @@
+// The launcher's command line.
+#pragma once
+
+#include "description/signal.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace zansim {
+
+struct Options {
+  std::string host = "eight-gpu";
+  std::string state;  // empty: a directory of this run's own
+  std::optional<long> uid;
+  std::string trace;
+  std::optional<Time> startTime;
+  bool virtualClock = false;
+  std::string check;
+  bool list = false;
+  bool showState = false;
+  std::vector<std::string> command;
+};
+
+// What to do with the command line: run with these options, or end with this status because a help
+// or an error has been printed.
+struct ParsedOptions {
+  Options options;
+  std::optional<int> exitStatus;
+};
+
+ParsedOptions parseOptions(int argc, char** argv);
+
+// "YYYY-MM-DD HH:MM:SS" in local time. Empty when it is no such time.
+std::optional<Time> parseLocalTime(const std::string& text);
+
+}  // namespace zansim

@@ -1,0 +1,269 @@
+// vGPU instances, types and samples.
+#include "library/answer.h"
+
+#include <cstring>
+
+using namespace zansim;
+
+namespace {
+
+// Utilisation is sampled so often; a caller that has seen a sample waits for the next.
+constexpr Time kSampleInterval = kSecond / 10;
+
+// Microseconds.
+unsigned long long lastSampleTime() {
+  const Time now = wallNow();
+  return static_cast<unsigned long long>((now - now % kSampleInterval) / 1000);
+}
+
+unsigned figure(const NumberSource& source, unsigned owner) {
+  unsigned long long value = 0;
+  readSource(source, owner, value);
+  return static_cast<unsigned>(value);
+}
+
+nvmlReturn_t writeIds(const Call& call, const std::vector<unsigned>& ids, unsigned int* count,
+                      unsigned int* target) {
+  const nvmlReturn_t code = call.gpu->vgpu.code;
+  if (code != NVML_SUCCESS) return code;
+  return writeList(call, ids.size(), count, target, [&](std::size_t i) { return ids[i]; });
+}
+
+template <typename Target>
+nvmlReturn_t writeSource(const NumberSource& source, unsigned owner, Target* target) {
+  if (target == nullptr) return NVML_ERROR_INVALID_ARGUMENT;
+  unsigned long long value = 0;
+  const nvmlReturn_t code = readSource(source, owner, value);
+  if (code == NVML_SUCCESS) *target = static_cast<Target>(value);
+  return code;
+}
+
+struct InstanceAndProcess {
+  const VgpuInstance* instance;
+  const VgpuProcess* process;
+};
+
+nvmlVgpuProcessUtilizationSample_t processSample(const InstanceAndProcess& which,
+                                                 unsigned long long time) {
+  const VgpuProcess& process = *which.process;
+  nvmlVgpuProcessUtilizationSample_t sample = {};
+  sample.vgpuInstance = which.instance->id;
+  sample.pid = process.pid;
+  // A name of 64 bytes fills its field to the last byte.
+  std::memcpy(sample.processName, process.name.data(),
+              std::min(process.name.size(), sizeof sample.processName));
+  sample.timeStamp = time;
+  sample.smUtil = figure(process.utilization[0], which.instance->id);
+  sample.memUtil = figure(process.utilization[1], which.instance->id);
+  sample.encUtil = figure(process.utilization[2], which.instance->id);
+  sample.decUtil = figure(process.utilization[3], which.instance->id);
+  return sample;
+}
+
+nvmlVgpuInstanceUtilizationSample_t instanceSample(const VgpuInstance& instance,
+                                                   unsigned long long time) {
+  nvmlVgpuInstanceUtilizationSample_t sample = {};
+  sample.vgpuInstance = instance.id;
+  sample.timeStamp = time;
+  sample.smUtil.uiVal = figure(instance.utilization[0], instance.id);
+  sample.memUtil.uiVal = figure(instance.utilization[1], instance.id);
+  sample.encUtil.uiVal = figure(instance.utilization[2], instance.id);
+  sample.decUtil.uiVal = figure(instance.utilization[3], instance.id);
+  return sample;
+}
+
+// An operation on a vGPU type.
+template <typename Answer, typename... Inputs>
+nvmlReturn_t onType(Operation operation, Answer answer, nvmlVgpuTypeId_t id,
+                    Inputs... inputs) noexcept {
+  return onMachine(
+      operation,
+      [&](const Call& call) {
+        const VgpuType* const type = call.machine.findType(id);
+        return type == nullptr ? NVML_ERROR_INVALID_ARGUMENT : answer(*type);
+      },
+      id, inputs...);
+}
+
+}  // namespace
+
+nvmlReturn_t nvmlDeviceGetActiveVgpus(nvmlDevice_t device, unsigned int* count,
+                                      nvmlVgpuInstance_t* instances) {
+  return onGpu(
+      Operation::nvmlDeviceGetActiveVgpus,
+      [&](const Call& call) {
+        const Vgpu& vgpu = call.gpu->vgpu;
+        if (vgpu.code != NVML_SUCCESS) return vgpu.code;
+        return writeList(call, vgpu.instances.size(), count, instances,
+                         [&](std::size_t i) { return vgpu.instances[i].id; });
+      },
+      device, count);
+}
+
+nvmlReturn_t nvmlDeviceGetSupportedVgpus(nvmlDevice_t device, unsigned int* count,
+                                         nvmlVgpuTypeId_t* types) {
+  return onGpu(
+      Operation::nvmlDeviceGetSupportedVgpus,
+      [&](const Call& call) { return writeIds(call, call.gpu->vgpu.supported, count, types); },
+      device, count);
+}
+
+nvmlReturn_t nvmlDeviceGetCreatableVgpus(nvmlDevice_t device, unsigned int* count,
+                                         nvmlVgpuTypeId_t* types) {
+  return onGpu(
+      Operation::nvmlDeviceGetCreatableVgpus,
+      [&](const Call& call) { return writeIds(call, call.gpu->vgpu.creatable, count, types); },
+      device, count);
+}
+
+nvmlReturn_t nvmlDeviceGetVgpuUtilization(nvmlDevice_t device, unsigned long long lastSeenTimeStamp,
+                                          nvmlValueType_t* valueType, unsigned int* count,
+                                          nvmlVgpuInstanceUtilizationSample_t* samples) {
+  return onGpu(
+      Operation::nvmlDeviceGetVgpuUtilization,
+      [&](const Call& call) {
+        const Vgpu& vgpu = call.gpu->vgpu;
+        if (valueType == nullptr) return NVML_ERROR_INVALID_ARGUMENT;
+        if (vgpu.code != NVML_SUCCESS) return vgpu.code;
+        const unsigned long long time = lastSampleTime();
+        std::vector<const VgpuInstance*> sampled;
+        for (const VgpuInstance& instance : vgpu.instances) {
+          if (instance.sample && time > lastSeenTimeStamp) sampled.push_back(&instance);
+        }
+        *valueType = NVML_VALUE_TYPE_UNSIGNED_INT;
+        return writeList(call, sampled.size(), count, samples,
+                         [&](std::size_t i) { return instanceSample(*sampled[i], time); });
+      },
+      device, lastSeenTimeStamp, count);
+}
+
+nvmlReturn_t nvmlDeviceGetVgpuProcessUtilization(nvmlDevice_t device,
+                                                 unsigned long long lastSeenTimeStamp,
+                                                 unsigned int* count,
+                                                 nvmlVgpuProcessUtilizationSample_t* samples) {
+  return onGpu(
+      Operation::nvmlDeviceGetVgpuProcessUtilization,
+      [&](const Call& call) {
+        const Vgpu& vgpu = call.gpu->vgpu;
+        if (vgpu.code != NVML_SUCCESS) return vgpu.code;
+        const unsigned long long time = lastSampleTime();
+        std::vector<InstanceAndProcess> sampled;
+        for (const VgpuInstance& instance : vgpu.instances) {
+          if (!instance.sample || time <= lastSeenTimeStamp) continue;
+          for (const VgpuProcess& process : instance.processes) {
+            sampled.push_back({&instance, &process});
+          }
+        }
+        return writeList(call, sampled.size(), count, samples,
+                         [&](std::size_t i) { return processSample(sampled[i], time); });
+      },
+      device, lastSeenTimeStamp, count);
+}
+
+#define ZANSIM_INSTANCE_TEXT(operation, member)                                    \
+  nvmlReturn_t operation(nvmlVgpuInstance_t id, char* text, unsigned int length) { \
+    return onInstance(                                                             \
+        Operation::operation,                                                      \
+        [&](const Call&, const VgpuInstance& instance) {                           \
+          return writeText(instance.member, text, length);                         \
+        },                                                                         \
+        id, length);                                                               \
+  }
+
+ZANSIM_INSTANCE_TEXT(nvmlVgpuInstanceGetUUID, uuid)
+ZANSIM_INSTANCE_TEXT(nvmlVgpuInstanceGetMdevUUID, mdevUuid)
+ZANSIM_INSTANCE_TEXT(nvmlVgpuInstanceGetVmDriverVersion, driverVersion)
+ZANSIM_INSTANCE_TEXT(zanmlVgpuInstanceGetVmName, vmName)
+
+nvmlReturn_t nvmlVgpuInstanceGetVmID(nvmlVgpuInstance_t id, char* vmId, unsigned int size,
+                                     nvmlVgpuVmIdType_t* type) {
+  return onInstance(
+      Operation::nvmlVgpuInstanceGetVmID,
+      [&](const Call&, const VgpuInstance& instance) {
+        if (type == nullptr) return NVML_ERROR_INVALID_ARGUMENT;
+        const nvmlReturn_t code = writeText(instance.vmUuid, vmId, size);
+        if (code == NVML_SUCCESS) *type = NVML_VGPU_VM_ID_UUID;
+        return code;
+      },
+      id, size);
+}
+
+nvmlReturn_t nvmlVgpuInstanceGetType(nvmlVgpuInstance_t id, nvmlVgpuTypeId_t* type) {
+  return onInstance(
+      Operation::nvmlVgpuInstanceGetType,
+      [&](const Call&, const VgpuInstance& instance) {
+        if (type == nullptr) return NVML_ERROR_INVALID_ARGUMENT;
+        *type = instance.type;
+        return NVML_SUCCESS;
+      },
+      id);
+}
+
+nvmlReturn_t nvmlVgpuInstanceGetEccMode(nvmlVgpuInstance_t id, nvmlEnableState_t* mode) {
+  return onInstance(
+      Operation::nvmlVgpuInstanceGetEccMode,
+      [&](const Call&, const VgpuInstance& instance) {
+        return writeSource(instance.ecc, instance.id, mode);
+      },
+      id);
+}
+
+nvmlReturn_t nvmlVgpuInstanceGetGpuPciId(nvmlVgpuInstance_t id, char* text, unsigned int* length) {
+  return onInstance(
+      Operation::nvmlVgpuInstanceGetGpuPciId,
+      [&](const Call& call, const VgpuInstance&) {
+        return writeSizedText((*call.gpu)[Text::pciBusId], text, length);
+      },
+      id, length);
+}
+
+nvmlReturn_t nvmlVgpuInstanceGetFbUsage(nvmlVgpuInstance_t id, unsigned long long* bytes) {
+  return onInstance(
+      Operation::nvmlVgpuInstanceGetFbUsage,
+      [&](const Call&, const VgpuInstance& instance) {
+        return writeSource(instance.framebufferUsed, instance.id, bytes);
+      },
+      id);
+}
+
+nvmlReturn_t nvmlVgpuTypeGetName(nvmlVgpuTypeId_t id, char* text, unsigned int* size) {
+  return onType(
+      Operation::nvmlVgpuTypeGetName,
+      [&](const VgpuType& type) { return writeSizedText(type.name, text, size); }, id, size);
+}
+
+nvmlReturn_t nvmlVgpuTypeGetClass(nvmlVgpuTypeId_t id, char* text, unsigned int* size) {
+  return onType(
+      Operation::nvmlVgpuTypeGetClass,
+      [&](const VgpuType& type) { return writeSizedText(type.typeClass, text, size); }, id, size);
+}
+
+nvmlReturn_t nvmlVgpuTypeGetFramebufferSize(nvmlVgpuTypeId_t id, unsigned long long* bytes) {
+  return onType(
+      Operation::nvmlVgpuTypeGetFramebufferSize,
+      [&](const VgpuType& type) { return writeSource(type.framebuffer, type.id, bytes); }, id);
+}
+
+nvmlReturn_t nvmlVgpuTypeGetDeviceID(nvmlVgpuTypeId_t id, unsigned long long* deviceId,
+                                     unsigned long long* subsystemId) {
+  return onType(
+      Operation::nvmlVgpuTypeGetDeviceID,
+      [&](const VgpuType& type) {
+        if (subsystemId == nullptr) return NVML_ERROR_INVALID_ARGUMENT;
+        const nvmlReturn_t code = writeSource(type.deviceId, type.id, deviceId);
+        return code == NVML_SUCCESS ? writeSource(type.subsystemId, type.id, subsystemId) : code;
+      },
+      id);
+}
+
+nvmlReturn_t nvmlVgpuTypeGetMaxInstances(nvmlDevice_t device, nvmlVgpuTypeId_t id,
+                                         unsigned int* count) {
+  return onGpu(
+      Operation::nvmlVgpuTypeGetMaxInstances,
+      [&](const Call& call) {
+        const VgpuType* const type = call.machine.findType(id);
+        if (type == nullptr) return NVML_ERROR_INVALID_ARGUMENT;
+        return writeSource(type->maxInstances, type->id, count);
+      },
+      device, id);
+}

@@ -1,0 +1,83 @@
+#include "preload/redirect.h"
+
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+enum class Reach { exact, tree, prefix };
+
+struct Redirection {
+  const char* from;
+  Reach reach;
+  const char* to;  // within the state directory
+};
+
+constexpr Redirection kRedirections[] = {
+    {"/dev", Reach::exact, "/dev"},
+    {"/dev/zanthe", Reach::prefix, "/dev/zanthe"},
+    {"/var/run", Reach::tree, "/run"},
+    {"/var/log/zanctl", Reach::tree, "/log/zanctl"},
+    {"/sys/devices/system/node/online", Reach::exact, "/node_online"},
+};
+
+const char* stateDirectory() {
+  static const char* directory = nullptr;
+  if (directory == nullptr) directory = getenv("ZANSIM_STATE");
+  return directory;
+}
+
+// The rest of the path behind the redirected part, or null when the redirection does not apply.
+const char* restBehind(const char* path, const char* from, Reach reach) {
+  const size_t length = strlen(from);
+  if (strncmp(path, from, length) != 0) return nullptr;
+  const char* const rest = path + length;
+  switch (reach) {
+    case Reach::exact:
+      return strcmp(rest, "") == 0 || strcmp(rest, "/") == 0 ? rest : nullptr;
+    case Reach::tree:
+      return *rest == '\0' || *rest == '/' ? rest : nullptr;
+    case Reach::prefix:
+      return rest;
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+const char* redirected(const char* path, PathBuffer& buffer) {
+  if (path == nullptr || path[0] != '/') return path;
+  for (const Redirection& redirection : kRedirections) {
+    const char* const rest = restBehind(path, redirection.from, redirection.reach);
+    if (rest == nullptr) continue;
+    const char* const state = stateDirectory();
+    if (state == nullptr) return path;
+    const size_t stateLength = strlen(state);
+    const size_t toLength = strlen(redirection.to);
+    const size_t restLength = strlen(rest);
+    // Too long to be the name of anything: the real function says so.
+    if (stateLength + toLength + restLength >= sizeof buffer.text) return path;
+    memcpy(buffer.text, state, stateLength);
+    memcpy(buffer.text + stateLength, redirection.to, toLength);
+    memcpy(buffer.text + stateLength + toLength, rest, restLength + 1);
+    return buffer.text;
+  }
+  return path;
+}
+
+void restore(char* path) {
+  const char* const state = stateDirectory();
+  if (state == nullptr || strncmp(path, state, strlen(state)) != 0) return;
+  const char* const within = path + strlen(state);
+  for (const Redirection& redirection : kRedirections) {
+    const char* const rest = restBehind(within, redirection.to, redirection.reach);
+    if (rest == nullptr) continue;
+    const size_t fromLength = strlen(redirection.from);
+    const size_t restLength = strlen(rest);
+    // A state directory with a very short name leaves no room; the path then stays as it is.
+    if (fromLength > static_cast<size_t>(rest - path)) return;
+    memmove(path + fromLength, rest, restLength + 1);
+    memcpy(path, redirection.from, fromLength);
+    return;
+  }
+}
