@@ -1,6 +1,8 @@
 #include "cli/dispatch.h"
 
 #include "cli/selection.h"
+#include "daemon/daemon.h"
+#include "daemon/replay.h"
 #include "monitors/device_monitor.h"
 #include "monitors/process_monitor.h"
 #include "monitors/statistics.h"
@@ -83,8 +85,11 @@ constexpr std::array<SubcommandRunner, kSubcommands.size()> kSubcommandRunners =
     {"topo", nullptr},
     {"vgpu", nullptr},
     {"stats", [](const Grammar&, const CommandOptions& o) { return runStatistics(o.stats); }},
-    {"daemon", nullptr},
-    {"replay", nullptr},
+    {"daemon", [](const Grammar&, const CommandOptions& o) { return runDaemon(o.daemon); }},
+    {"replay",
+     [](const Grammar& grammar, const CommandOptions& o) {
+       return runReplay(o.replay, grammar.subcommand("replay").help("zanctl"));
+     }},
 }};
 
 }  // namespace
