@@ -119,7 +119,7 @@ TEST(Reset, isRefusedWithoutRootWithoutGpusAndWithoutTheMarker) {
 
 TEST(Reset, refusesToBeTerminated) {
   Host host = Host::described(
-      machineOf("{}", R"("faults": [{"operation": "zanmlDeviceReset", "latency_us": 700000}])"));
+      machineOf("{}", R"("faults": [{"operation": "zanmlDeviceReset", "latency_us": 2000000}])"));
   host.useClock(Clock::real);
   const std::string trace = (host.directory() / "trace").string();
   const Outcome run = host.runScript(
@@ -134,7 +134,7 @@ TEST(Reset, refusesToBeTerminated) {
 
 TEST(Reset, isRefusedWhileAnotherRuns) {
   Host host = Host::described(
-      machineOf("{}", R"("faults": [{"operation": "zanmlDeviceReset", "latency_us": 500000}])"));
+      machineOf("{}", R"("faults": [{"operation": "zanmlDeviceReset", "latency_us": 2000000}])"));
   host.useClock(Clock::real);
   const std::string trace = (host.directory() / "trace").string();
   const Outcome run = host.runScript(
