@@ -19,27 +19,34 @@ constexpr unsigned int kMaxProcesses = 1U << 22;
 // The library's own clearing of the table covers no more than this.
 constexpr std::size_t kClearedVgpuPids = 8;
 
+struct ListAnswer {
+  ProcessList processes;
+  bool outgrown = false;  // the library always had more than there was room for
+};
+
 // Processes come and go between the calls, so the room asked for is offered again while it is too
 // small.
-ProcessList readListOfSize(const ListOperation& operation, unsigned int size) {
-  ProcessList processes;
+ListAnswer readListOfSize(const ListOperation& operation, unsigned int size) {
+  ListAnswer list;
   for (int attempt = 0; attempt < kMaxAttempts && size <= kMaxProcesses; ++attempt) {
-    processes.assign(size, {});
-    const nvmlReturn_t answer = callOnCurrentDevice(operation, &size, processes.data());
+    list.processes.assign(size, {});
+    const nvmlReturn_t answer = callOnCurrentDevice(operation, &size, list.processes.data());
+    list.outgrown = answer == NVML_ERROR_INSUFFICIENT_SIZE;
     if (answer == NVML_SUCCESS) {
-      processes.resize(std::min<std::size_t>(size, processes.size()));
-      return processes;
+      list.processes.resize(std::min<std::size_t>(size, list.processes.size()));
+      return list;
     }
-    if (answer != NVML_ERROR_INSUFFICIENT_SIZE) break;
+    if (!list.outgrown) break;
   }
-  return {};
+  list.processes.clear();
+  return list;
 }
 
 ProcessList readComputeList() {
   const ListOperation& operation = library().nvmlDeviceGetComputeRunningProcesses;
   unsigned int size = 0;
   if (callOnCurrentDevice(operation, &size, nullptr) != NVML_ERROR_INSUFFICIENT_SIZE) return {};
-  return readListOfSize(operation, size);
+  return readListOfSize(operation, size).processes;
 }
 
 void refreshVgpuProcessTable() {
@@ -81,10 +88,9 @@ std::vector<ProcessEntry> DeviceReader::readRunningProcesses() const {
 }
 
 std::vector<ProcessEntry> DeviceReader::readAllProcesses() const {
-  const ProcessList processes =
-      readListOfSize(library().zanmlDeviceGetComputeAllProcesses, kFirstRoom);
+  const ListAnswer list = readListOfSize(library().zanmlDeviceGetComputeAllProcesses, kFirstRoom);
   refreshVgpuProcessTable();
-  return named(processes);
+  return list.outgrown ? std::vector<ProcessEntry>(1) : named(list.processes);
 }
 
 }  // namespace zanctl
