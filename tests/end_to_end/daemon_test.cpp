@@ -362,17 +362,5 @@ TEST_F(RestlessDaemonTest, writesAFilePerDay) {
   }
 }
 
-TEST_F(RestlessDaemonTest, goesOnWhenTheClockIsSetBack) {
-  start("-d 600 -i 1");
-  ASSERT_TRUE(eventually([this] { return fs::exists(log("2026-03-09")); }));
-  const std::size_t size = sizeOf(log());
-  // The machine's clock begins at noon of the first day with every command.
-  EXPECT_EQ(host_.run("-L").status, 0);
-  EXPECT_TRUE(eventually([&] { return sizeOf(log()) > size; }));
-  EXPECT_TRUE(daemonPid());
-  stop();
-  EXPECT_EQ(content(log()).substr(size, kHeader.size()), kHeader);
-}
-
 }  // namespace
 }  // namespace zanctl
