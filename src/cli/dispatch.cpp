@@ -8,6 +8,8 @@
 #include "reports/property_query.h"
 #include "reports/query_report.h"
 #include "reports/summary.h"
+#include "topology/topology.h"
+#include "vgpu/display_loop.h"
 
 #include <fmt/ostream.h>
 
@@ -68,6 +70,11 @@ int dispatchRoot(const CommandOptions& options, const DeviceSet& selection) {
   return 0;
 }
 
+int runTopo(const Grammar& grammar, const CommandOptions& options) {
+  return runTopology(
+      options.topo, [&grammar] { return grammar.subcommand("topo").help(); }, std::cout);
+}
+
 struct SubcommandRunner {
   const char* name;
   int (*run)(const Grammar&, const CommandOptions&);
@@ -77,8 +84,8 @@ struct SubcommandRunner {
 constexpr std::array<SubcommandRunner, kSubcommands.size()> kSubcommandRunners = {{
     {"dmon", nullptr},
     {"pmon", nullptr},
-    {"topo", nullptr},
-    {"vgpu", nullptr},
+    {"topo", runTopo},
+    {"vgpu", [](const Grammar&, const CommandOptions& options) { return runVgpu(options.vgpu); }},
     {"stats", nullptr},
     {"daemon", nullptr},
     {"replay", nullptr},

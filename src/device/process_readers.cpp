@@ -1,6 +1,7 @@
 // The process lists of DeviceReader.
 #include "device/attributes.h"
 #include "device/device_call.h"
+#include "device/list_call.h"
 #include "device/process.h"
 #include "device/readers.h"
 
@@ -13,33 +14,13 @@ using ProcessList = std::vector<nvmlProcessInfo_t>;
 using ListOperation = Operation<nvmlReturn_t(nvmlDevice_t, unsigned int*, nvmlProcessInfo_t*)>;
 
 constexpr unsigned int kFirstRoom = 20;
-constexpr int kMaxAttempts = 4;
-// The kernel's highest process id: a library that asks for more room than this is out of its mind.
-constexpr unsigned int kMaxProcesses = 1U << 22;
 // The library's own clearing of the table covers no more than this.
 constexpr std::size_t kClearedVgpuPids = 8;
 
-// Processes come and go between the calls, so the room asked for is offered again while it is too
-// small.
-ProcessList readListOfSize(const ListOperation& operation, unsigned int size) {
-  ProcessList processes;
-  for (int attempt = 0; attempt < kMaxAttempts && size <= kMaxProcesses; ++attempt) {
-    processes.assign(size, {});
-    const nvmlReturn_t answer = callOnCurrentDevice(operation, &size, processes.data());
-    if (answer == NVML_SUCCESS) {
-      processes.resize(std::min<std::size_t>(size, processes.size()));
-      return processes;
-    }
-    if (answer != NVML_ERROR_INSUFFICIENT_SIZE) break;
-  }
-  return {};
-}
-
-ProcessList readComputeList() {
-  const ListOperation& operation = library().nvmlDeviceGetComputeRunningProcesses;
-  unsigned int size = 0;
-  if (callOnCurrentDevice(operation, &size, nullptr) != NVML_ERROR_INSUFFICIENT_SIZE) return {};
-  return readListOfSize(operation, size);
+auto listCall(const ListOperation& operation) {
+  return [&operation](unsigned int* count, nvmlProcessInfo_t* processes) {
+    return callOnCurrentDevice(operation, count, processes);
+  };
 }
 
 void refreshVgpuProcessTable() {
@@ -63,7 +44,8 @@ std::vector<ProcessEntry> named(const ProcessList& processes) {
 }  // namespace
 
 std::vector<nvmlProcessInfo_t> DeviceReader::readComputeProcesses() const {
-  ProcessList processes = readComputeList();
+  ProcessList processes =
+      readList<nvmlProcessInfo_t>(listCall(library().nvmlDeviceGetComputeRunningProcesses));
   refreshVgpuProcessTable();
   return processes;
 }
@@ -81,8 +63,8 @@ std::vector<ProcessEntry> DeviceReader::readRunningProcesses() const {
 }
 
 std::vector<ProcessEntry> DeviceReader::readAllProcesses() const {
-  const ProcessList processes =
-      readListOfSize(library().zanmlDeviceGetComputeAllProcesses, kFirstRoom);
+  const ProcessList processes = readListOfSize<nvmlProcessInfo_t>(
+      listCall(library().zanmlDeviceGetComputeAllProcesses), kFirstRoom);
   refreshVgpuProcessTable();
   return named(processes);
 }

@@ -1,0 +1,45 @@
+// How a reader gets a list of the library whole: it asks for the size, makes room and asks again.
+#pragma once
+
+#include "zanml/zanml.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <vector>
+
+namespace zanctl {
+
+// A library that asks for more room than this is out of its mind. Enough for an entry of every
+// process that the kernel can number.
+inline constexpr std::size_t kMaxListBytes = sizeof(nvmlProcessInfo_t) << 22U;
+inline constexpr int kMaxListAttempts = 4;
+
+// Asks with room for `size` entries. Entries come and go between the calls, so the room that the
+// library asks for is offered again while it is too small. Empty when the list cannot be read.
+template <typename Entry, typename ListCall>
+std::vector<Entry> readListOfSize(const ListCall& call, unsigned int size) {
+  std::vector<Entry> entries;
+  for (int attempt = 0; attempt < kMaxListAttempts; ++attempt) {
+    if (size > kMaxListBytes / sizeof(Entry)) break;
+    entries.assign(size, {});
+    const nvmlReturn_t answer = call(&size, entries.data());
+    if (answer == NVML_SUCCESS) {
+      entries.resize(std::min<std::size_t>(size, entries.size()));
+      return entries;
+    }
+    if (answer != NVML_ERROR_INSUFFICIENT_SIZE) break;
+  }
+  return {};
+}
+
+// The same, with the size asked first: `call(count, entries)` with a count of 0 and no entries.
+// Some libraries call the question for the size itself a success.
+template <typename Entry, typename ListCall>
+std::vector<Entry> readList(const ListCall& call) {
+  unsigned int size = 0;
+  const nvmlReturn_t answer = call(&size, nullptr);
+  if (answer != NVML_SUCCESS && answer != NVML_ERROR_INSUFFICIENT_SIZE) return {};
+  return size == 0 ? std::vector<Entry>() : readListOfSize<Entry>(call, size);
+}
+
+}  // namespace zanctl
