@@ -18,9 +18,10 @@ inline constexpr int kMaxListAttempts = 4;
 // library asks for is offered again while it is too small. Empty when the list cannot be read.
 template <typename Entry, typename ListCall>
 std::vector<Entry> readListOfSize(const ListCall& call, unsigned int size) {
+  // NOLINTNEXTLINE(bugprone-sizeof-expression): a list of handles is a list of pointers
+  constexpr std::size_t kMaxEntries = kMaxListBytes / sizeof(Entry);
   std::vector<Entry> entries;
-  for (int attempt = 0; attempt < kMaxListAttempts; ++attempt) {
-    if (size > kMaxListBytes / sizeof(Entry)) break;
+  for (int attempt = 0; attempt < kMaxListAttempts && size <= kMaxEntries; ++attempt) {
     entries.assign(size, {});
     const nvmlReturn_t answer = call(&size, entries.data());
     if (answer == NVML_SUCCESS) {
