@@ -152,6 +152,13 @@ std::optional<SyntaxError> parseJson(std::string_view text, Json& value) {
     const std::size_t colon = reason.find(": ", begin == std::string::npos ? 0 : begin);
     if (colon != std::string::npos) reason = reason.substr(colon + 2);
     return SyntaxError{lineAt(text, error.byte == 0 ? 0 : error.byte - 1), reason};
+  } catch (const Json::out_of_range& error) {
+    // A number beyond every range; the message quotes it and tells no position.
+    std::string reason = error.what();
+    reason = reason.substr(reason.find("] ") + 2);
+    const std::size_t quote = reason.find('\'') + 1;
+    const std::string number = reason.substr(quote, reason.rfind('\'') - quote);
+    return SyntaxError{lineAt(text, text.find(number)), reason};
   }
   if (watch.reason().empty()) return std::nullopt;
   return SyntaxError{watch.line(text), watch.reason()};

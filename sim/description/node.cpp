@@ -69,10 +69,13 @@ void Node::complainExpected(std::string_view wanted) const {
 std::string suggestion(std::string_view word, std::span<const std::string_view> known) {
   constexpr std::size_t kLongestWord = 64;
   if (word.size() > kLongestWord) return "";
+  constexpr std::size_t kShortestStart = 3;
   std::string_view nearest;
-  std::size_t best = word.size() / 3 + 2;
+  // So many changes are a slip of the fingers; more are another word.
+  std::size_t best = word.size() / 3 + (word.size() < 2 * kShortestStart ? 1 : 2);
   for (const std::string_view candidate : known) {
-    const std::size_t changes = distance(word, candidate);
+    const bool begins = word.size() >= kShortestStart && candidate.starts_with(word);
+    const std::size_t changes = begins ? 0 : distance(word, candidate);
     if (changes < best) {
       best = changes;
       nearest = candidate;

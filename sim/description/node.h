@@ -26,8 +26,8 @@ class Node {
 
   const Json& json() const { return value_; }
 
-  // A member or an element; the parent must outlive it.
-  Node member(const std::string& key, const Json& value) const {
+  // A member or an element; the parent and the key must outlive it.
+  Node member(std::string_view key, const Json& value) const {
     return {value, problems_, this, key, 0};
   }
   Node element(std::size_t index, const Json& value) const {

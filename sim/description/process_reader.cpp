@@ -12,6 +12,8 @@ namespace {
 constexpr std::size_t kLongestArgument = (1U << 17U) - 1;
 constexpr unsigned kLongestCommand = 1'000'000;
 constexpr unsigned kMostProcesses = 100'000;
+// Of those that the launcher starts; many more are listed by "pid".
+constexpr unsigned kMostStarted = 1000;
 
 struct ProcessDraft {
   ProcessEntry entry;
@@ -132,6 +134,9 @@ void readProcesses(const Node& node, ProcessOwner owner, std::vector<ProcessEntr
     readObject(element, keys, draft);
     if (element.json().is_object() && draft.sources != 1) {
       element.complain("a process has one of \"command\", \"length\", \"kind\" and \"pid\"");
+    }
+    if (draft.entry.kind != ProcessEntry::Kind::pid && draft.entry.count > kMostStarted) {
+      element.complain("more than 1000 processes can only be listed by \"pid\"");
     }
     if (draft.entry.memory.kind == NumberSource::Kind::fails) {
       element.complain("the memory of a process is always known");

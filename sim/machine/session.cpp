@@ -60,13 +60,22 @@ Time wallNow() { return clockNow(CLOCK_REALTIME); }
 
 Session::Session(Paths paths) : paths_(std::move(paths)), trace_(paths_.trace) {}
 
-Session& Session::ofProcess() {
+std::unique_ptr<Session>& Session::slot() {
   // Never destroyed: programs call the library from their own destructors at exit.
-  static Session& session = *new Session({.host = environment(kHostVariable),
-                                          .state = environment(kStateVariable),
-                                          .processes = environment(kProcessesVariable),
-                                          .trace = environment(kTraceVariable)});
+  static auto& session = *new std::unique_ptr<Session>();
   return session;
+}
+
+Session& Session::ofProcess() {
+  if (slot() == nullptr) restartOfProcess();
+  return *slot();
+}
+
+void Session::restartOfProcess() {
+  slot() = std::make_unique<Session>(Paths{.host = environment(kHostVariable),
+                                           .state = environment(kStateVariable),
+                                           .processes = environment(kProcessesVariable),
+                                           .trace = environment(kTraceVariable)});
 }
 
 Session::FileMark Session::markOf(const std::string& path) {

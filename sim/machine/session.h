@@ -36,6 +36,8 @@ class Session {
 
   // The session of this process, from its environment.
   static Session& ofProcess();
+  // Begins the session of this process anew. Only tests live through more than one.
+  static void restartOfProcess();
 
   nvmlReturn_t initialise();
   nvmlReturn_t shutDown();
@@ -67,6 +69,7 @@ class Session {
     bool operator==(const FileMark&) const = default;
   };
 
+  static std::unique_ptr<Session>& slot();
   static FileMark markOf(const std::string& path);
   bool load();
 

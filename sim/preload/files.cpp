@@ -92,12 +92,24 @@ ZANSIM_REDIRECT_OPEN(open64, (const char* path, int flags, ...), (path, flags, m
 ZANSIM_REDIRECT_OPEN(openat, (int at, const char* path, int flags, ...), (at, path, flags, mode))
 ZANSIM_REDIRECT_OPEN(openat64, (int at, const char* path, int flags, ...), (at, path, flags, mode))
 
-ZANSIM_STAND_IN(int, rename, (const char* from, const char* to)) {
-  ZANSIM_NEXT(int, rename, (const char*, const char*));
-  PathBuffer fromBuffer;
-  PathBuffer toBuffer;
-  return next(redirected(from, fromBuffer), redirected(to, toBuffer));
-}
+// A function with two paths, both redirected.
+#define ZANSIM_REDIRECT_BOTH(name, parameters, arguments) \
+  ZANSIM_STAND_IN(int, name, parameters) {                \
+    ZANSIM_NEXT(int, name, parameters);                   \
+    PathBuffer fromBuffer;                                \
+    PathBuffer toBuffer;                                  \
+    from = redirected(from, fromBuffer);                  \
+    to = redirected(to, toBuffer);                        \
+    return next arguments;                                \
+  }
+
+ZANSIM_REDIRECT_BOTH(rename, (const char* from, const char* to), (from, to))
+ZANSIM_REDIRECT_BOTH(link, (const char* from, const char* to), (from, to))
+ZANSIM_REDIRECT_BOTH(renameat, (int fromAt, const char* from, int toAt, const char* to),
+                     (fromAt, from, toAt, to))
+ZANSIM_REDIRECT_BOTH(renameat2,
+                     (int fromAt, const char* from, int toAt, const char* to, unsigned flags),
+                     (fromAt, from, toAt, to, flags))
 
 namespace {
 

@@ -1,6 +1,9 @@
 #include "cli/dispatch.h"
 
 #include "cli/selection.h"
+#include "monitors/device_monitor.h"
+#include "monitors/process_monitor.h"
+#include "monitors/statistics.h"
 #include "reports/compute_query.h"
 #include "reports/dtd.h"
 #include "reports/gpu_list.h"
@@ -82,11 +85,11 @@ struct SubcommandRunner {
 
 // The first that was given runs.
 constexpr std::array<SubcommandRunner, kSubcommands.size()> kSubcommandRunners = {{
-    {"dmon", nullptr},
-    {"pmon", nullptr},
+    {"dmon", [](const Grammar&, const CommandOptions& o) { return runDeviceMonitor(o.dmon); }},
+    {"pmon", [](const Grammar&, const CommandOptions& o) { return runProcessMonitor(o.pmon); }},
     {"topo", runTopo},
-    {"vgpu", [](const Grammar&, const CommandOptions& options) { return runVgpu(options.vgpu); }},
-    {"stats", nullptr},
+    {"vgpu", [](const Grammar&, const CommandOptions& o) { return runVgpu(o.vgpu); }},
+    {"stats", [](const Grammar&, const CommandOptions& o) { return runStatistics(o.stats); }},
     {"daemon", nullptr},
     {"replay", nullptr},
 }};

@@ -5,11 +5,13 @@
 #include "cli/validation.h"
 #include "control/reset_guard.h"
 #include "device/session.h"
+#include "monitors/statistics.h"
 
 #include <fmt/ostream.h>
 
 #include <iostream>
 #include <span>
+#include <string_view>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -22,6 +24,10 @@ void occupyStandardStreams() {
   for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     if (fcntl(stream, F_GETFD) < 0) open("/dev/null", O_RDONLY);
   }
+}
+
+bool asksForStatisticsHelp(std::span<const char* const> argv) {
+  return argv.size() == 3 && argv[1] == std::string_view("stats") && isHelp(argv[2]);
 }
 
 int runInSession(const Grammar& grammar, const CommandOptions& options) {
@@ -47,7 +53,9 @@ int parseAndRun(std::span<const char* const> argv) {
   try {
     grammar.parse(argv);
   } catch (const CLI::ParseError& error) {
-    return grammar.app().exit(error, std::cout, std::cerr);
+    const int status = grammar.app().exit(error, std::cout, std::cerr);
+    if (asksForStatisticsHelp(argv)) printStatisticsHelp(std::cout);
+    return status;
   }
   if (validateCommandLine(grammar, options, std::cout, std::cerr) != 0) return -1;
   return runInSession(grammar, options);

@@ -12,13 +12,13 @@ bool isBundle(std::string_view argument) {
   return argument.size() >= 3 && argument[0] == '-' && argument[1] != '-';
 }
 
-bool isHelp(std::string_view argument) { return argument == "-h" || argument == "--help"; }
-
 bool isSubcommand(std::string_view argument) {
   return std::find(kSubcommands.begin(), kSubcommands.end(), argument) != kSubcommands.end();
 }
 
 }  // namespace
+
+bool isHelp(std::string_view argument) { return argument == "-h" || argument == "--help"; }
 
 bool hasForbiddenShape(std::span<const char* const> argv) {
   if (std::any_of(argv.begin(), argv.end(), isBundle)) return true;

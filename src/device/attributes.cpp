@@ -132,6 +132,16 @@ std::optional<std::uint64_t> retiredPageCount(nvmlPageRetirementCause_t cause) {
   return count;
 }
 
+std::optional<std::uint64_t> violationTime(nvmlPerfPolicyType_t policy) {
+  const auto violation =
+      readValue<nvmlViolationTime_t>(library().nvmlDeviceGetViolationStatus, policy);
+  return violation ? std::optional<std::uint64_t>(violation->violationTime) : std::nullopt;
+}
+
+std::optional<std::uint64_t> throttleReasons() {
+  return readValue<unsigned long long>(library().nvmlDeviceGetCurrentClocksThrottleReasons);
+}
+
 std::optional<EccMode> eccMode() {
   nvmlEnableState_t current{};
   nvmlEnableState_t pending{};

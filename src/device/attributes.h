@@ -55,6 +55,8 @@ std::optional<nvmlUtilization_t> utilization();                                 
 std::optional<std::uint32_t> encoderUtilization();                               // percent
 std::optional<std::uint32_t> decoderUtilization();                               // percent
 std::optional<std::uint64_t> retiredPageCount(nvmlPageRetirementCause_t);
+std::optional<std::uint64_t> violationTime(nvmlPerfPolicyType_t);  // ns
+std::optional<std::uint64_t> throttleReasons();                    // a set of bits, 0 for none
 
 struct EccMode {
   std::uint32_t current;  // nvmlEnableState_t

@@ -20,14 +20,6 @@ VoltageReading readVoltage(
   return voltage;
 }
 
-std::uint32_t monitorPower(std::uint32_t boardId, std::uint32_t boardPosition) {
-  if (boardId == kUnavailable || boardPosition == kUnavailable) {
-    return attributes::powerUsage().value_or(kUnavailable);
-  }
-  const auto boardPower = boardPowerOnce(boardId);
-  return boardPosition == 0 ? boardPower.value_or(kUnavailable) : kUnavailable;
-}
-
 }  // namespace
 
 const DeviceReader& reader() {
@@ -46,6 +38,14 @@ std::optional<std::uint32_t> boardPowerOnce(std::uint32_t boardId) {
   const auto power = attributes::boardPowerUsage();
   if (power) table[boardId] = *power;
   return power;
+}
+
+std::uint32_t powerOnBoard(std::uint32_t boardId, std::uint32_t boardPosition) {
+  if (boardId == kUnavailable || boardPosition == kUnavailable) {
+    return attributes::powerUsage().value_or(kUnavailable);
+  }
+  const auto boardPower = boardPowerOnce(boardId);
+  return boardPosition == 0 ? boardPower.value_or(kUnavailable) : kUnavailable;
 }
 
 SummaryReading DeviceReader::readSummary() const {
@@ -140,7 +140,7 @@ MonitorReading DeviceReader::readMonitorSample() const {
   MonitorReading reading{};
   reading.boardId = attributes::boardId().value_or(kUnavailable);
   reading.boardPosition = attributes::boardPosition().value_or(kUnavailable);
-  reading.power = monitorPower(reading.boardId, reading.boardPosition);
+  reading.power = powerOnBoard(reading.boardId, reading.boardPosition);
   reading.temperature = attributes::temperature().value_or(kUnavailable);
   const auto utilization = attributes::utilization().value_or(nvmlUtilization_t{});
   reading.gpuUtil = utilization.gpu;

@@ -51,4 +51,8 @@ std::map<std::uint32_t, std::uint32_t>& boardPowerTable();
 // nothing kept, when it cannot be read.
 std::optional<std::uint32_t> boardPowerOnce(std::uint32_t boardId);
 
+// What the current GPU, at this place of this board, shows as power in W: its board's on position 0
+// and nothing on the others; its own where board or position is unavailable.
+std::uint32_t powerOnBoard(std::uint32_t boardId, std::uint32_t boardPosition);
+
 }  // namespace zanctl

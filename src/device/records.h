@@ -105,6 +105,20 @@ struct MonitorReading {
   std::uint32_t decUtil;   // percent; 0 when unavailable
 };
 
+// One sample of the statistics.
+struct StatsReading {
+  std::uint32_t power;          // W; of a board of several GPUs only on position 0
+  std::uint32_t temperature;    // C
+  std::uint32_t gpuUtil;        // percent
+  std::uint32_t memUtil;        // percent
+  std::uint32_t encUtil;        // percent
+  std::uint32_t decUtil;        // percent
+  std::uint32_t smClock;        // MHz
+  std::uint32_t memClock;       // MHz
+  std::uint64_t violationTime;  // ns; 0 when unavailable
+  bool throttled;               // false when unavailable
+};
+
 // Bytes; all 0 when unavailable.
 struct MemoryReading {
   std::uint64_t total;

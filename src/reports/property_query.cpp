@@ -46,7 +46,7 @@ Text percent(Gpu& gpu, unsigned int nvmlUtilization_t::*field) {
 
 Text pstate(Gpu&) {
   const Text state = shown(attributes::performanceState());
-  return state ? Text("P" + *state) : std::nullopt;
+  return state ? Text(fmt::format("P{}", *state)) : std::nullopt;
 }
 
 Text eccMode(Gpu&) {

@@ -1,0 +1,197 @@
+#include "description/operations.h"
+#include "library_test.h"
+
+namespace zansim {
+namespace {
+
+class ConventionsTest : public LibraryTest {};
+
+TEST_F(ConventionsTest, NothingAnswersOutsideASession) {
+  workspace.write("host.json", R"({"gpus": [{}]})");
+  Session::restartOfProcess();
+  unsigned count = 0;
+  EXPECT_EQ(nvmlDeviceGetCount_v2(&count), NVML_ERROR_UNINITIALIZED);
+  EXPECT_EQ(nvmlShutdown(), NVML_ERROR_UNINITIALIZED);
+  EXPECT_EQ(nvmlInit(), NVML_SUCCESS);
+  EXPECT_EQ(nvmlInit(), NVML_SUCCESS);
+  nvmlDevice_t device = gpu(0);
+  EXPECT_EQ(nvmlShutdown(), NVML_SUCCESS);
+  EXPECT_EQ(nvmlDeviceGetCount_v2(&count), NVML_SUCCESS) << "one of two users is left";
+  EXPECT_EQ(nvmlShutdown(), NVML_SUCCESS);
+  EXPECT_EQ(nvmlDeviceGetFanSpeed(device, &count), NVML_ERROR_UNINITIALIZED);
+  EXPECT_EQ(nvmlSystemGetDriverVersion(nullptr, 0), NVML_ERROR_UNINITIALIZED);
+  nvmlVgpuTypeId_t type = 0;
+  EXPECT_EQ(nvmlVgpuInstanceGetType(1, &type), NVML_ERROR_UNINITIALIZED);
+}
+
+TEST_F(ConventionsTest, HandlesBelongToOneSession) {
+  start(R"({"gpus": [{"temperature": 51}, {"temperature": 52}]})");
+  unsigned value = 0;
+  nvmlDevice_t stale = gpu(1);
+  EXPECT_EQ(nvmlDeviceGetTemperature(stale, NVML_TEMPERATURE_GPU, &value), NVML_SUCCESS);
+  EXPECT_EQ(value, 52U);
+  EXPECT_EQ(read(nvmlDeviceGetIndex, stale), 1U);
+  nvmlShutdown();
+  nvmlInit();
+  EXPECT_EQ(nvmlDeviceGetTemperature(stale, NVML_TEMPERATURE_GPU, &value),
+            NVML_ERROR_INVALID_ARGUMENT);
+  EXPECT_NE(gpu(1), stale);
+  int local = 0;
+  EXPECT_EQ(nvmlDeviceGetIndex(reinterpret_cast<nvmlDevice_t>(&local), &value),
+            NVML_ERROR_INVALID_ARGUMENT);
+  EXPECT_EQ(nvmlDeviceGetIndex(nullptr, &value), NVML_ERROR_INVALID_ARGUMENT);
+  nvmlDevice_t device = nullptr;
+  EXPECT_EQ(nvmlDeviceGetHandleByIndex_v2(2, &device), NVML_ERROR_INVALID_ARGUMENT);
+  EXPECT_EQ(nvmlDeviceGetHandleByIndex_v2(0, nullptr), NVML_ERROR_INVALID_ARGUMENT);
+}
+
+TEST_F(ConventionsTest, TextsNeedRoomForTheirNul) {
+  start(R"({"driver_version": "1.2.3", "gpus": [{"name": "Zanthe", "serial": {"fill": "#"},
+            "uuid": {"fails": "unknown"}, "part_number": "unavailable"}]})");
+  nvmlDevice_t device = gpu(0);
+  char text[8] = "1234567";
+  EXPECT_EQ(nvmlDeviceGetName(device, text, 6), NVML_ERROR_INSUFFICIENT_SIZE);
+  EXPECT_STREQ(text, "1234567") << "a text that does not fit leaves the buffer alone";
+  EXPECT_EQ(nvmlDeviceGetName(device, text, 7), NVML_SUCCESS);
+  EXPECT_STREQ(text, "Zanthe");
+  EXPECT_EQ(nvmlDeviceGetName(device, nullptr, 7), NVML_ERROR_INVALID_ARGUMENT);
+  EXPECT_EQ(nvmlDeviceGetName(device, text, 0), NVML_ERROR_INSUFFICIENT_SIZE);
+  EXPECT_EQ(nvmlSystemGetDriverVersion(text, 5), NVML_ERROR_INSUFFICIENT_SIZE);
+  EXPECT_EQ(nvmlDeviceGetSerial(device, text, 4), NVML_SUCCESS);
+  EXPECT_EQ(std::string(text, 7), std::string("####he\0", 7))
+      << "every byte of the buffer, and none behind it";
+  EXPECT_EQ(nvmlDeviceGetUUID(device, text, 8), NVML_ERROR_UNKNOWN);
+  EXPECT_EQ(nvmlDeviceGetBoardPartNumber(device, text, 8), NVML_ERROR_NOT_SUPPORTED);
+}
+
+TEST_F(ConventionsTest, NullPointersAndForeignSelectorsAreRefused) {
+  start(R"({"gpus": [{}]})");
+  nvmlDevice_t device = gpu(0);
+  unsigned value = 0;
+  unsigned long mask = 0;
+  int number = 0;
+  nvmlViolationTime_t violation = {};
+  nvmlGpuP2PStatus_t status = {};
+  const auto selector = [](int wrong, auto right) { return static_cast<decltype(right)>(wrong); };
+  const nvmlReturn_t kAnswers[] = {
+      nvmlDeviceGetCount_v2(nullptr),
+      nvmlDeviceGetFanSpeed(device, nullptr),
+      nvmlDeviceGetPciInfo(device, nullptr),
+      nvmlDeviceGetCudaComputeCapability(device, &number, nullptr),
+      nvmlDeviceGetCudaComputeCapability(device, nullptr, &number),
+      nvmlDeviceGetEccMode(device, nullptr, nullptr),
+      nvmlDeviceGetEncoderUtilization(device, &value, nullptr),
+      nvmlDeviceGetMemoryInfo(device, nullptr),
+      nvmlDeviceGetComputeRunningProcesses(device, nullptr, nullptr),
+      nvmlDeviceGetTopologyCommonAncestor(device, device, nullptr),
+      zanmlDeviceGetCeMask(device, &value, nullptr),
+      zanmlDeviceGetJpuUtilization(device, nullptr),
+      zanmlDeviceGetResetStatus(device, nullptr),
+      getDeviceVgpuPids(device, nullptr),
+      nvmlDeviceGetTemperature(device, selector(1, NVML_TEMPERATURE_GPU), &value),
+      nvmlDeviceGetTemperatureThreshold(device, selector(4, NVML_TEMPERATURE_THRESHOLD_SHUTDOWN),
+                                        &value),
+      nvmlDeviceGetClock(device, NVML_CLOCK_SM, selector(1, NVML_CLOCK_ID_CURRENT), &value),
+      nvmlDeviceGetClockInfo(device, selector(-1, NVML_CLOCK_SM), &value),
+      nvmlDeviceGetMaxClockInfo(device, selector(4, NVML_CLOCK_SM), &value),
+      nvmlDeviceGetPcieThroughput(device, selector(2, NVML_PCIE_UTIL_TX_BYTES), &value),
+      nvmlDeviceGetViolationStatus(device, selector(2, NVML_PERF_POLICY_POWER), &violation),
+      nvmlDeviceGetRetiredPages(
+          device, selector(2, NVML_PAGE_RETIREMENT_CAUSE_DOUBLE_BIT_ECC_ERROR), &value, nullptr),
+      nvmlDeviceGetTopologyNearestGpus(device, selector(5, NVML_TOPOLOGY_NODE), &value, nullptr),
+      nvmlDeviceGetP2PStatus(device, device, selector(2, NVML_P2P_CAPS_INDEX_READ), &status),
+      nvmlDeviceGetCpuAffinityWithinScope(device, 1, &mask, selector(2, NVML_AFFINITY_SCOPE_NODE)),
+      nvmlDeviceGetCpuAffinityWithinScope(device, 1, nullptr, NVML_AFFINITY_SCOPE_NODE),
+      nvmlDeviceGetMemoryAffinity(device, 0, &mask, NVML_AFFINITY_SCOPE_NODE),
+  };
+  for (std::size_t i = 0; i < std::size(kAnswers); ++i) {
+    EXPECT_EQ(kAnswers[i], NVML_ERROR_INVALID_ARGUMENT) << "call " << i;
+  }
+}
+
+TEST_F(ConventionsTest, ListsAreAskedInTwoCalls) {
+  start(R"({"gpus": [{"processes": [{"pid": 100, "count": 3, "memory": "1 MiB"},
+                                    {"pid": 7, "lists": "all"}],
+                      "retired_pages": {"single_bit": 5, "double_bit": 0}}]})");
+  nvmlDevice_t device = gpu(0);
+  unsigned count = 0;
+  nvmlProcessInfo_t infos[4] = {};
+  EXPECT_EQ(nvmlDeviceGetComputeRunningProcesses(device, &count, nullptr),
+            NVML_ERROR_INSUFFICIENT_SIZE);
+  EXPECT_EQ(count, 3U);
+  count = 2;
+  EXPECT_EQ(nvmlDeviceGetComputeRunningProcesses(device, &count, infos),
+            NVML_ERROR_INSUFFICIENT_SIZE);
+  EXPECT_EQ(count, 3U);
+  EXPECT_EQ(infos[0].pid, 0U);
+  count = 4;
+  EXPECT_EQ(nvmlDeviceGetComputeRunningProcesses(device, &count, infos), NVML_SUCCESS);
+  EXPECT_EQ(count, 3U);
+  EXPECT_EQ(infos[2].pid, 102U);
+  EXPECT_EQ(infos[2].usedGpuMemory, 1U << 20U);
+  EXPECT_EQ(infos[3].pid, 0U);
+  EXPECT_EQ(nvmlDeviceGetComputeRunningProcesses(device, &count, nullptr),
+            NVML_ERROR_INVALID_ARGUMENT);
+  count = 4;
+  EXPECT_EQ(zanmlDeviceGetComputeAllProcesses(device, &count, infos), NVML_SUCCESS);
+  EXPECT_EQ(count, 4U);
+  EXPECT_EQ(infos[3].pid, 7U);
+  count = 0;
+  EXPECT_EQ(nvmlDeviceGetRetiredPages(device, NVML_PAGE_RETIREMENT_CAUSE_DOUBLE_BIT_ECC_ERROR,
+                                      &count, nullptr),
+            NVML_SUCCESS)
+      << "there is nothing to make room for";
+  const auto pages = list<unsigned long long>([&](unsigned* size, unsigned long long* addresses) {
+    return nvmlDeviceGetRetiredPages(
+        device, NVML_PAGE_RETIREMENT_CAUSE_MULTIPLE_SINGLE_BIT_ECC_ERRORS, size, addresses);
+  });
+  EXPECT_EQ(pages.size(), 5U);
+}
+
+TEST_F(ConventionsTest, ManyProcessesAreListedWhole) {
+  start(R"({"gpus": [{"processes": [{"pid": 10000, "count": 4000}]}]})");
+  const auto infos = list<nvmlProcessInfo_t>([&](unsigned* count, nvmlProcessInfo_t* entries) {
+    return nvmlDeviceGetComputeRunningProcesses(gpu(0), count, entries);
+  });
+  ASSERT_EQ(infos.size(), 4000U);
+  EXPECT_EQ(infos.back().pid, 13999U);
+}
+
+TEST_F(ConventionsTest, ABadDescriptionIsADriverThatIsNotLoaded) {
+  workspace.write("host.json", "{");
+  Session::restartOfProcess();
+  ::testing::internal::CaptureStderr();
+  EXPECT_EQ(nvmlInit(), NVML_ERROR_DRIVER_NOT_LOADED);
+  const std::string complaint = ::testing::internal::GetCapturedStderr();
+  EXPECT_TRUE(complaint.starts_with("zansim: " + workspace.path("host.json") + ":1: "))
+      << complaint;
+  unsigned count = 0;
+  EXPECT_EQ(nvmlDeviceGetCount_v2(&count), NVML_ERROR_UNINITIALIZED);
+}
+
+TEST_F(ConventionsTest, TheTraceHasALineForEachCall) {
+  setenv(kTraceVariable, workspace.path("trace").c_str(), 1);
+  start(R"({"gpus": [{"count": 4}]})");
+  unsigned value = 0;
+  nvmlDevice_t device = gpu(3);
+  nvmlDeviceGetClock(device, NVML_CLOCK_SM, NVML_CLOCK_ID_CURRENT, &value);
+  nvmlDeviceGetFanSpeed(nullptr, &value);
+  nvmlGpuTopologyLevel_t level = {};
+  nvmlDeviceGetTopologyCommonAncestor(device, gpu(1), &level);
+  value = 9;
+  nvmlDeviceGetComputeRunningProcesses(device, &value, nullptr);
+  nvmlShutdown();
+  std::string expected;
+  for (const char* line :
+       {"nvmlInit() = 0", "nvmlDeviceGetHandleByIndex_v2(3) = 0",
+        "nvmlDeviceGetClock(gpu3, 1, 0) = 0", "nvmlDeviceGetFanSpeed(?) = 2",
+        "nvmlDeviceGetHandleByIndex_v2(1) = 0",
+        "nvmlDeviceGetTopologyCommonAncestor(gpu3, gpu1) = 0",
+        "nvmlDeviceGetComputeRunningProcesses(gpu3, 9) = 0", "nvmlShutdown() = 0"}) {
+    expected += std::to_string(getpid()) + " " + line + "\n";
+  }
+  EXPECT_EQ(workspace.read("trace"), expected);
+}
+
+}  // namespace
+}  // namespace zansim

@@ -1,0 +1,116 @@
+#include "library_test.h"
+#include "machine/fault_plan.h"
+
+namespace zansim {
+namespace {
+
+class FaultTest : public LibraryTest {
+ protected:
+  // The codes of so many calls for the power of a GPU.
+  std::vector<int> powerCodes(nvmlDevice_t device, int calls) {
+    std::vector<int> codes;
+    unsigned value = 0;
+    for (int i = 0; i < calls; ++i) codes.push_back(nvmlDeviceGetPowerUsage(device, &value));
+    return codes;
+  }
+};
+
+TEST_F(FaultTest, BefallsTheCallsItNames) {
+  start(R"({"gpus": [{"count": 3}], "faults": [
+    {"operation": "nvmlDeviceGetPowerUsage", "gpu": 1, "code": "timeout", "from_call": 3, "calls": 2},
+    {"operation": ["nvmlDeviceGetF*", "nvmlDeviceGetSer*"], "gpu": [0, 2], "code": 17}]})");
+  EXPECT_EQ(powerCodes(gpu(1), 6), (std::vector<int>{0, 0, 10, 10, 0, 0}));
+  EXPECT_EQ(powerCodes(gpu(0), 4), (std::vector<int>{0, 0, 0, 0}));
+  unsigned value = 0;
+  char text[64];
+  EXPECT_EQ(nvmlDeviceGetFanSpeed(gpu(0), &value), NVML_ERROR_OPERATING_SYSTEM);
+  EXPECT_EQ(nvmlDeviceGetSerial(gpu(2), text, sizeof text), NVML_ERROR_OPERATING_SYSTEM);
+  EXPECT_EQ(nvmlDeviceGetSerial(gpu(1), text, sizeof text), NVML_SUCCESS);
+}
+
+TEST_F(FaultTest, ByChanceIsTheSameChanceAgain) {
+  const std::string json = R"({"gpus": [{"count": 2}], "faults": [
+    {"operation": "nvmlDeviceGetPowerUsage", "code": 10, "probability": 0.3, "seed": 5}]})";
+  start(json);
+  const std::vector<int> first = powerCodes(gpu(0), 1000);
+  const std::vector<int> other = powerCodes(gpu(1), 1000);
+  start(json);
+  EXPECT_EQ(powerCodes(gpu(0), 1000), first);
+  EXPECT_NE(other, first);
+  EXPECT_NEAR(static_cast<double>(std::count(first.begin(), first.end(), 10)), 300, 60);
+}
+
+TEST_F(FaultTest, TakesHandlesAndInitialisation) {
+  start(R"({"gpus": [{"count": 3}], "faults": [
+    {"operation": "nvmlDeviceGetHandleByIndex_v2", "gpu": 1, "code": "no_permission"}]})");
+  nvmlDevice_t device = nullptr;
+  EXPECT_EQ(nvmlDeviceGetHandleByIndex_v2(0, &device), NVML_SUCCESS);
+  EXPECT_EQ(nvmlDeviceGetHandleByIndex_v2(1, &device), NVML_ERROR_NO_PERMISSION);
+
+  workspace.write("host.json", R"({"init": "lib_rm_version_mismatch", "gpus": []})");
+  Session::restartOfProcess();
+  EXPECT_EQ(nvmlInit(), NVML_ERROR_LIB_RM_VERSION_MISMATCH);
+  EXPECT_EQ(nvmlShutdown(), NVML_ERROR_UNINITIALIZED);
+}
+
+TEST_F(FaultTest, ListsGrowBetweenTheCalls) {
+  start(R"({"gpus": [{"processes": [{"pid": 50}]}, {"processes": [{"pid": 50}]}], "faults": [
+    {"operation": "nvmlDeviceGetComputeRunningProcesses", "gpu": 0, "grow": 2},
+    {"operation": "nvmlDeviceGetComputeRunningProcesses", "gpu": 1, "grow": 1,
+     "keeps_growing": true}]})");
+  nvmlProcessInfo_t infos[16] = {};
+  const auto ask = [&](unsigned index, unsigned room, bool list) {
+    unsigned count = room;
+    const nvmlReturn_t code =
+        nvmlDeviceGetComputeRunningProcesses(gpu(index), &count, list ? infos : nullptr);
+    return std::pair(static_cast<int>(code), count);
+  };
+  using Answer = std::pair<int, unsigned>;
+  EXPECT_EQ(ask(0, 0, false), Answer(7, 1));
+  EXPECT_EQ(ask(0, 1, true), Answer(7, 3));
+  EXPECT_EQ(ask(0, 3, true), Answer(0, 3));
+  EXPECT_EQ(infos[2].pid, 50U);
+  EXPECT_EQ(ask(1, 0, false), Answer(7, 2));
+  EXPECT_EQ(ask(1, 2, true), Answer(7, 3));
+  EXPECT_EQ(ask(1, 3, true), Answer(7, 4));
+  EXPECT_EQ(ask(1, 16, true), Answer(0, 5));
+}
+
+TEST_F(FaultTest, LostGpusAnswerNothingElse) {
+  start(R"({"gpus": [{"name": "unavailable", "vgpu": {"instances": [{"id": 4}]}}, {}],
+            "vgpu_types": [{"id": 0}], "lost": [{"gpu": 0}]})");
+  nvmlDevice_t device = nullptr;
+  EXPECT_EQ(nvmlDeviceGetHandleByIndex_v2(0, &device), NVML_ERROR_GPU_IS_LOST);
+  device = Session::ofProcess().handleOf(0);
+  char text[64];
+  EXPECT_EQ(nvmlDeviceGetName(device, text, sizeof text), NVML_ERROR_GPU_IS_LOST);
+  EXPECT_EQ(zanmlDeviceReset(device), NVML_ERROR_GPU_IS_LOST);
+  EXPECT_EQ(nvmlVgpuInstanceGetUUID(4, text, sizeof text), NVML_ERROR_GPU_IS_LOST);
+  unsigned count = 0;
+  EXPECT_EQ(nvmlDeviceGetCount_v2(&count), NVML_SUCCESS);
+  EXPECT_EQ(count, 2U);
+  EXPECT_EQ(nvmlDeviceGetName(gpu(1), text, sizeof text), NVML_SUCCESS);
+}
+
+TEST(FaultPlan, HoldsForItsTime) {
+  Fault fault;
+  fault.operations.set(indexOf(Operation::nvmlDeviceGetName));
+  fault.code = NVML_ERROR_TIMEOUT;
+  fault.after = 10 * kSecond;
+  fault.duration = 5 * kSecond;
+  fault.latency = 250;
+  const FaultPlan plan({fault});
+  const auto code = [&](Time age) {
+    return plan.outcome(Operation::nvmlDeviceGetName, 0, 1, age).code;
+  };
+  EXPECT_EQ(code(-kSecond), NVML_SUCCESS);
+  EXPECT_EQ(code(10 * kSecond - 1), NVML_SUCCESS);
+  EXPECT_EQ(code(10 * kSecond), NVML_ERROR_TIMEOUT);
+  EXPECT_EQ(code(15 * kSecond - 1), NVML_ERROR_TIMEOUT);
+  EXPECT_EQ(code(15 * kSecond), NVML_SUCCESS);
+  EXPECT_EQ(plan.outcome(Operation::nvmlDeviceGetName, 0, 1, 12 * kSecond).latency, 250);
+  EXPECT_FALSE(plan.concerns(Operation::nvmlDeviceGetSerial));
+}
+
+}  // namespace
+}  // namespace zansim

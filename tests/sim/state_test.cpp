@@ -1,0 +1,125 @@
+#include "library_test.h"
+
+#include <thread>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace zansim {
+namespace {
+
+class StateTest : public LibraryTest {
+ protected:
+  StateTest() {
+    std::filesystem::create_directory(workspace.path("state"));
+    setenv(kStateVariable, workspace.path("state").c_str(), 1);
+  }
+
+  // Whether the work succeeded in another process.
+  template <typename Work>
+  bool elsewhere(Work work) {
+    const pid_t child = fork();
+    if (child == 0) _exit(work() ? 0 : 1);
+    int status = 0;
+    waitpid(child, &status, 0);
+    return status == 0;
+  }
+};
+
+TEST_F(StateTest, IsSharedAndOutlivesItsUsers) {
+  start(R"({"gpus": [{"count": 2}], "seed": 3})");
+  if (geteuid() != 0) GTEST_SKIP() << "only root may change a GPU";
+  EXPECT_TRUE(elsewhere([&] {
+    return zanmlDeviceSetCeMask(gpu(1), 0x7c) == NVML_SUCCESS &&
+           zanmlDeviceSetResetStatus(gpu(0), 1) == NVML_SUCCESS &&
+           zanmlDeviceReset(gpu(1)) == NVML_SUCCESS;
+  }));
+  const auto expectState = [&] {
+    int status = 0;
+    unsigned mask = 0;
+    unsigned supported = 0;
+    EXPECT_EQ(zanmlDeviceGetResetStatus(gpu(0), &status), NVML_SUCCESS);
+    EXPECT_EQ(status, 1);
+    EXPECT_EQ(zanmlDeviceGetResetStatus(gpu(1), &status), NVML_SUCCESS);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(zanmlDeviceGetCeMask(gpu(1), &mask, &supported), NVML_SUCCESS);
+    EXPECT_EQ(mask, 0x7cU);
+    EXPECT_EQ(supported, 0xfcU);
+    EXPECT_EQ(zanmlDeviceGetCeMask(gpu(0), &mask, &supported), NVML_SUCCESS);
+    EXPECT_EQ(mask, 0xfcU);
+    EXPECT_EQ(Session::ofProcess().state()->gpus[1].resets, 1U);
+  };
+  expectState();
+  start(R"({"gpus": [{"count": 2}], "seed": 4})");
+  expectState();
+}
+
+TEST_F(StateTest, MasksStayWithinTheSupportedOnes) {
+  start(R"({"gpus": [{"ce": {"mask": 4, "supported": 12}}]})");
+  if (geteuid() != 0) {
+    EXPECT_EQ(zanmlDeviceSetCeMask(gpu(0), 4), NVML_ERROR_NO_PERMISSION);
+    return;
+  }
+  unsigned mask = 0;
+  unsigned supported = 0;
+  EXPECT_EQ(zanmlDeviceSetCeMask(gpu(0), 0x1c), NVML_ERROR_INVALID_ARGUMENT);
+  zanmlDeviceGetCeMask(gpu(0), &mask, &supported);
+  EXPECT_EQ(mask, 4U);
+  EXPECT_EQ(zanmlDeviceSetCeMask(gpu(0), 8), NVML_SUCCESS);
+  zanmlDeviceGetCeMask(gpu(0), &mask, &supported);
+  EXPECT_EQ(mask, 8U);
+}
+
+TEST_F(StateTest, OneOfManyStartersCreatesIt) {
+  // Each opens the state of the same new directory with an origin of its own; all must end up
+  // with the origin of one.
+  for (int round = 0; round < 20; ++round) {
+    const std::string directory = workspace.path("race" + std::to_string(round));
+    std::filesystem::create_directory(directory);
+    std::array<Time, 8> origins{};
+    std::vector<std::thread> starters;
+    for (std::size_t i = 0; i < origins.size(); ++i) {
+      starters.emplace_back([&, i] {
+        const SharedState state(directory, static_cast<Time>(i + 1));
+        origins[i] = state->origin;
+      });
+    }
+    for (std::thread& starter : starters) starter.join();
+    for (const Time origin : origins) EXPECT_EQ(origin, origins[0]);
+    EXPECT_NE(origins[0], 0);
+    // Nothing of the others is left behind.
+    const auto entries = std::filesystem::directory_iterator(directory);
+    EXPECT_EQ(std::distance(begin(entries), end(entries)), 1);
+  }
+}
+
+TEST_F(StateTest, ConcurrentChangesAreAllCounted) {
+  start(R"({"gpus": [{}]})");
+  if (geteuid() != 0) GTEST_SKIP() << "only root may change a GPU";
+  constexpr unsigned kProcesses = 4;
+  constexpr unsigned kResets = 2000;
+  std::vector<pid_t> children;
+  for (unsigned i = 0; i < kProcesses; ++i) {
+    children.push_back(fork());
+    if (children.back() != 0) continue;
+    for (unsigned n = 0; n < kResets; ++n) zanmlDeviceReset(gpu(0));
+    _exit(0);
+  }
+  for (const pid_t child : children) waitpid(child, nullptr, 0);
+  EXPECT_EQ(Session::ofProcess().state()->gpus[0].resets, kProcesses * kResets);
+  EXPECT_EQ(Session::ofProcess().state()->resetCount, kProcesses * kResets);
+}
+
+TEST_F(StateTest, AFileThatIsNoStateIsRefused) {
+  workspace.write("state/machine", "something else");
+  workspace.write("host.json", R"({"gpus": []})");
+  Session::restartOfProcess();
+  ::testing::internal::CaptureStderr();
+  EXPECT_EQ(nvmlInit(), NVML_ERROR_DRIVER_NOT_LOADED);
+  EXPECT_EQ(
+      ::testing::internal::GetCapturedStderr(),
+      "zansim: " + workspace.path("state/machine") + ": not the state of a simulated machine\n");
+}
+
+}  // namespace
+}  // namespace zansim

@@ -1,0 +1,130 @@
+#include "support/host.h"
+
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <sstream>
+#include <stdexcept>
+#include <utility>
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <stdlib.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace zanctl {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string content(const fs::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+int execute(std::vector<std::string> words, const fs::path& out, const fs::path& err) {
+  std::vector<char*> argv;
+  for (std::string& word : words) argv.push_back(word.data());
+  argv.push_back(nullptr);
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  constexpr int kFlags = O_WRONLY | O_CREAT | O_TRUNC;
+  posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, out.c_str(), kFlags, 0600);
+  posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, err.c_str(), kFlags, 0600);
+  pid_t pid = 0;
+  const int failure = posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ);
+  posix_spawn_file_actions_destroy(&actions);
+  if (failure != 0) return -1;
+  int status = 0;
+  waitpid(pid, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+}  // namespace
+
+Host::Host() {
+  std::string name = (fs::temp_directory_path() / "zanctl_test_XXXXXX").string();
+  if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("no directory for the test");
+  directory_ = name;
+  setenv("TZ", "UTC0", 1);
+}
+
+Host::Host(const std::string& name) : Host() { machine_ = name; }
+
+Host Host::described(std::string_view description) {
+  Host host;
+  host.machine_ = (host.directory_ / "host.json").string();
+  std::ofstream(host.machine_) << description;
+  return host;
+}
+
+Host::Host(Host&& other) noexcept
+    : directory_(std::exchange(other.directory_, {})),
+      machine_(std::move(other.machine_)),
+      launchOptions_(std::move(other.launchOptions_)),
+      realClock_(other.realClock_) {}
+
+Host::~Host() {
+  if (directory_.empty()) return;
+  if (testing::Test::HasFailure()) {
+    std::cerr << "The machine's directory is kept: " << directory_ << "\n";
+    return;
+  }
+  std::error_code ignored;
+  fs::remove_all(directory_, ignored);
+}
+
+Outcome Host::run(std::string_view arguments) {
+  std::istringstream words{std::string(arguments)};
+  return runWords(std::vector<std::string>(std::istream_iterator<std::string>(words), {}));
+}
+
+Outcome Host::runWords(const std::vector<std::string>& arguments) {
+  std::vector<std::string> words = {ZANCTL_BINARIES "/zansim",
+                                    "--host",
+                                    machine_,
+                                    "--state",
+                                    state(),
+                                    "--trace",
+                                    (directory_ / "trace").string(),
+                                    "--start-time",
+                                    "2026-03-07 12:00:00"};
+  if (!realClock_) words.emplace_back("--virtual-clock");
+  words.insert(words.end(), launchOptions_.begin(), launchOptions_.end());
+  words.emplace_back("--");
+  if (arguments.empty() || arguments[0] != "/bin/sh") words.emplace_back(ZANCTL_BINARIES "/zanctl");
+  words.insert(words.end(), arguments.begin(), arguments.end());
+  fs::remove(directory_ / "trace");
+  const int status = execute(std::move(words), directory_ / "out", directory_ / "err");
+  return {status, content(directory_ / "out"), content(directory_ / "err")};
+}
+
+Outcome Host::runScript(const std::string& script) {
+  return runWords({"/bin/sh", "-c", "zanctl='" ZANCTL_BINARIES "/zanctl'\n" + script});
+}
+
+std::vector<std::string> Host::calls() const {
+  std::ifstream trace(directory_ / "trace");
+  std::vector<std::string> calls;
+  for (std::string line; std::getline(trace, line);) {
+    calls.push_back(line.substr(line.find(' ') + 1));
+  }
+  return calls;
+}
+
+std::map<std::string, int> Host::callCounts() const {
+  std::map<std::string, int> counts;
+  for (const std::string& call : calls()) ++counts[call.substr(0, call.find('('))];
+  return counts;
+}
+
+std::string machineOf(std::string_view gpus, std::string_view more) {
+  return fmt::format(R"({{"description": "Of a test.", {}{} "gpus": [{}]}})", more,
+                     more.empty() ? "" : ",", gpus);
+}
+
+}  // namespace zanctl

@@ -1,0 +1,67 @@
+// A simulated machine to run zanctl on:
+//
+//   Host host("eight-gpu");
+//   const Outcome run = host.run("-i 0 -L");
+//
+// Time stands still but for sleeping and begins at noon of 7 March 2026 (UTC). A failing test keeps
+// the machine's directory and names it.
+#pragma once
+
+#include <filesystem>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace zanctl {
+
+struct Outcome {
+  int status;  // exit status, or 128 and the signal's number
+  std::string out;
+  std::string err;
+};
+
+class Host {
+ public:
+  // A machine that comes with the simulator.
+  explicit Host(const std::string& name);
+  // A machine of one's own, described in JSON.
+  static Host described(std::string_view description);
+  ~Host();
+  Host(Host&& other) noexcept;
+  Host& operator=(Host&&) = delete;
+
+  // Options of the launcher for the runs to come, such as {"--uid", "1000"}.
+  void launchWith(std::vector<std::string> options) { launchOptions_ = std::move(options); }
+  // Lets the clock of the runs to come go on by itself.
+  void useRealClock() { realClock_ = true; }
+
+  // Runs zanctl with arguments separated by blanks, or as they come.
+  Outcome run(std::string_view arguments);
+  Outcome runWords(const std::vector<std::string>& arguments);
+  // Runs a shell script, in which $zanctl is the program.
+  Outcome runScript(const std::string& script);
+
+  // The library calls of the last run, in their order: "nvmlDeviceGetClock(gpu3, 1, 0) = 0".
+  [[nodiscard]] std::vector<std::string> calls() const;
+  // How often the last run called each operation.
+  [[nodiscard]] std::map<std::string, int> callCounts() const;
+
+  // A directory of the test's own, and the one that holds the machine's state.
+  [[nodiscard]] const std::filesystem::path& directory() const { return directory_; }
+  [[nodiscard]] std::filesystem::path state() const { return directory_ / "state"; }
+
+ private:
+  Host();
+
+  std::filesystem::path directory_;
+  std::string machine_;
+  std::vector<std::string> launchOptions_;
+  bool realClock_ = false;
+};
+
+// The description of a machine with these GPUs (JSON objects, separated by commas) and, in `more`,
+// further keys.
+std::string machineOf(std::string_view gpus, std::string_view more = "");
+
+}  // namespace zanctl
