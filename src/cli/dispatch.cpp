@@ -13,6 +13,8 @@
 #include "reports/property_query.h"
 #include "reports/query_report.h"
 #include "reports/summary.h"
+#include "topology/topology.h"
+#include "vgpu/display_loop.h"
 
 #include <fmt/ostream.h>
 
@@ -73,6 +75,11 @@ int dispatchRoot(const CommandOptions& options, const DeviceSet& selection) {
   return 0;
 }
 
+int runTopo(const Grammar& grammar, const CommandOptions& options) {
+  return runTopology(
+      options.topo, [&grammar] { return grammar.subcommand("topo").help(); }, std::cout);
+}
+
 struct SubcommandRunner {
   const char* name;
   int (*run)(const Grammar&, const CommandOptions&);
@@ -82,8 +89,8 @@ struct SubcommandRunner {
 constexpr std::array<SubcommandRunner, kSubcommands.size()> kSubcommandRunners = {{
     {"dmon", [](const Grammar&, const CommandOptions& o) { return runDeviceMonitor(o.dmon); }},
     {"pmon", [](const Grammar&, const CommandOptions& o) { return runProcessMonitor(o.pmon); }},
-    {"topo", nullptr},
-    {"vgpu", nullptr},
+    {"topo", runTopo},
+    {"vgpu", [](const Grammar&, const CommandOptions& o) { return runVgpu(o.vgpu); }},
     {"stats", [](const Grammar&, const CommandOptions& o) { return runStatistics(o.stats); }},
     {"daemon", nullptr},
     {"replay", nullptr},
