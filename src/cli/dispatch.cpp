@@ -15,6 +15,8 @@
 #include "reports/property_query.h"
 #include "reports/query_report.h"
 #include "reports/summary.h"
+#include "topology/topology.h"
+#include "vgpu/display_loop.h"
 
 #include <fmt/ostream.h>
 
@@ -24,11 +26,6 @@
 
 namespace zanctl {
 namespace {
-
-int refuseUnavailable(std::string_view what) {
-  fmt::print(std::cerr, "zanctl: {} is not available in this version\n", what);
-  return -1;
-}
 
 std::string textOrEmpty(const std::string& option) { return given(option) ? option : ""; }
 
@@ -75,6 +72,11 @@ int dispatchRoot(const CommandOptions& options, const DeviceSet& selection) {
   return 0;
 }
 
+int runTopo(const Grammar& grammar, const CommandOptions& options) {
+  return runTopology(
+      options.topo, [&grammar] { return grammar.subcommand("topo").help(); }, std::cout);
+}
+
 struct SubcommandRunner {
   const char* name;
   int (*run)(const Grammar&, const CommandOptions&);
@@ -84,8 +86,8 @@ struct SubcommandRunner {
 constexpr std::array<SubcommandRunner, kSubcommands.size()> kSubcommandRunners = {{
     {"dmon", [](const Grammar&, const CommandOptions& o) { return runDeviceMonitor(o.dmon); }},
     {"pmon", [](const Grammar&, const CommandOptions& o) { return runProcessMonitor(o.pmon); }},
-    {"topo", nullptr},
-    {"vgpu", nullptr},
+    {"topo", runTopo},
+    {"vgpu", [](const Grammar&, const CommandOptions& o) { return runVgpu(o.vgpu); }},
     {"stats", [](const Grammar&, const CommandOptions& o) { return runStatistics(o.stats); }},
     {"daemon", [](const Grammar&, const CommandOptions& o) { return runDaemon(o.daemon); }},
     {"replay",
@@ -98,8 +100,7 @@ constexpr std::array<SubcommandRunner, kSubcommands.size()> kSubcommandRunners =
 
 int dispatch(const Grammar& grammar, const CommandOptions& options) {
   for (const SubcommandRunner& runner : kSubcommandRunners) {
-    if (!grammar.parsed(runner.name)) continue;
-    return runner.run == nullptr ? refuseUnavailable(runner.name) : runner.run(grammar, options);
+    if (grammar.parsed(runner.name)) return runner.run(grammar, options);
   }
   DeviceSet selection;
   if (const int result = resolveDevices(options.id, selection, std::cout); result != 0) {

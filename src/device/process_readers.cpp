@@ -1,6 +1,7 @@
 // The process lists of DeviceReader.
 #include "device/attributes.h"
 #include "device/device_call.h"
+#include "device/list_call.h"
 #include "device/process.h"
 #include "device/readers.h"
 
@@ -13,40 +14,21 @@ using ProcessList = std::vector<nvmlProcessInfo_t>;
 using ListOperation = Operation<nvmlReturn_t(nvmlDevice_t, unsigned int*, nvmlProcessInfo_t*)>;
 
 constexpr unsigned int kFirstRoom = 20;
-constexpr int kMaxAttempts = 4;
-// The kernel's highest process id: a library that asks for more room than this is out of its mind.
-constexpr unsigned int kMaxProcesses = 1U << 22;
 // The library's own clearing of the table covers no more than this.
 constexpr std::size_t kClearedVgpuPids = 8;
 
-struct ListAnswer {
-  ProcessList processes;
-  bool outgrown = false;  // the library always had more than there was room for
-};
-
-// Processes come and go between the calls, so the room asked for is offered again while it is too
-// small.
-ListAnswer readListOfSize(const ListOperation& operation, unsigned int size) {
-  ListAnswer list;
-  for (int attempt = 0; attempt < kMaxAttempts && size <= kMaxProcesses; ++attempt) {
-    list.processes.assign(size, {});
-    const nvmlReturn_t answer = callOnCurrentDevice(operation, &size, list.processes.data());
-    list.outgrown = answer == NVML_ERROR_INSUFFICIENT_SIZE;
-    if (answer == NVML_SUCCESS) {
-      list.processes.resize(std::min<std::size_t>(size, list.processes.size()));
-      return list;
-    }
-    if (!list.outgrown) break;
-  }
-  list.processes.clear();
-  return list;
+auto listCall(const ListOperation& operation) {
+  return [&operation](unsigned int* count, nvmlProcessInfo_t* processes) {
+    return callOnCurrentDevice(operation, count, processes);
+  };
 }
 
+// Nothing but a size that is too small announces processes.
 ProcessList readComputeList() {
-  const ListOperation& operation = library().nvmlDeviceGetComputeRunningProcesses;
+  const auto call = listCall(library().nvmlDeviceGetComputeRunningProcesses);
   unsigned int size = 0;
-  if (callOnCurrentDevice(operation, &size, nullptr) != NVML_ERROR_INSUFFICIENT_SIZE) return {};
-  return readListOfSize(operation, size).processes;
+  if (call(&size, nullptr) != NVML_ERROR_INSUFFICIENT_SIZE) return {};
+  return readListOfSize<nvmlProcessInfo_t>(call, size).entries;
 }
 
 void refreshVgpuProcessTable() {
@@ -88,9 +70,10 @@ std::vector<ProcessEntry> DeviceReader::readRunningProcesses() const {
 }
 
 std::vector<ProcessEntry> DeviceReader::readAllProcesses() const {
-  const ListAnswer list = readListOfSize(library().zanmlDeviceGetComputeAllProcesses, kFirstRoom);
+  const auto list = readListOfSize<nvmlProcessInfo_t>(
+      listCall(library().zanmlDeviceGetComputeAllProcesses), kFirstRoom);
   refreshVgpuProcessTable();
-  return list.outgrown ? std::vector<ProcessEntry>(1) : named(list.processes);
+  return list.outgrown ? std::vector<ProcessEntry>(1) : named(list.entries);
 }
 
 }  // namespace zanctl

@@ -24,14 +24,22 @@ LoopPlan onceOrEvery(std::uint64_t periodSeconds) {
 
 LoopEnd runPasses(Output& output, const LoopPlan& plan,
                   const std::function<void(const Pass&)>& runPass) {
+  return runPassesUntilStopped(output, plan, [&runPass](const Pass& pass) {
+    runPass(pass);
+    return AfterPass::goOn;
+  });
+}
+
+LoopEnd runPassesUntilStopped(Output& output, const LoopPlan& plan,
+                              const std::function<AfterPass(const Pass&)>& runPass) {
   const std::uint64_t period =
       std::min(plan.periodSeconds, kLongestPeriodSeconds) * kMicrosecondsPerSecond;
   for (std::uint64_t number = 0;; ++number) {
     const timeval start = currentTime();
     boardPowerTable().clear();
-    runPass({output.stream(), start, number});
+    const AfterPass after = runPass({output.stream(), start, number});
     const bool written = output.flush();
-    const bool last = number + 1 == plan.passCount;
+    const bool last = after == AfterPass::stop || number + 1 == plan.passCount;
     const bool checked = !last || plan.lastPass == LastPass::checked;
     if (!written || (checked && output.vanished())) {
       if (!output.fileName().empty()) {

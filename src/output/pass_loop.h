@@ -36,4 +36,10 @@ enum class LoopEnd { finished, outputLost };
 LoopEnd runPasses(Output& output, const LoopPlan& plan,
                   const std::function<void(const Pass&)>& runPass);
 
+enum class AfterPass { goOn, stop };
+
+// The same for a pass that may turn out to be the last.
+LoopEnd runPassesUntilStopped(Output& output, const LoopPlan& plan,
+                              const std::function<AfterPass(const Pass&)>& runPass);
+
 }  // namespace zanctl

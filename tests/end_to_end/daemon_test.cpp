@@ -75,7 +75,7 @@ class DaemonTest : public testing::Test {
  protected:
   DaemonTest() {
     fs::create_directories(host_.state() / "run");
-    host_.useRealClock();
+    host_.useClock(Clock::real);
   }
   ~DaemonTest() override { stop(); }
 

@@ -69,6 +69,17 @@ TEST_F(PassLoopTest, looksForTheFileAfterTheLastPassOnlyWhereAsked) {
   }
 }
 
+TEST(PassLoop, endsWithThePassThatSaysSo) {
+  Output output("");
+  std::uint64_t last = 0;
+  const LoopEnd end = runPassesUntilStopped(output, LoopPlan{}, [&last](const Pass& pass) {
+    last = pass.number;
+    return last == 2 ? AfterPass::stop : AfterPass::goOn;
+  });
+  EXPECT_EQ(end, LoopEnd::finished);
+  EXPECT_EQ(last, 2U);
+}
+
 TEST(PassLoop, endsAtOnceWhenTheDiskIsFull) {
   testing::internal::CaptureStdout();
   Output output("/dev/full");

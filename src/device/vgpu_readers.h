@@ -1,0 +1,26 @@
+// The virtual GPUs on the session's current GPU. Lists are in the library's order; an unavailable
+// one is empty.
+#pragma once
+
+#include "device/vgpu_records.h"
+
+#include <cstdint>
+#include <vector>
+
+namespace zanctl {
+
+// Whether the GPU holds virtual GPUs, by either of the host's two ways.
+bool isInVgpuMode();
+
+std::vector<std::uint32_t> readVgpuIds();
+// Each type that the instances are of is read once.
+std::vector<VgpuInstance> readVgpuInstances();
+
+// Every sample that the library holds.
+std::vector<VgpuSample> readVgpuSamples();
+std::vector<VgpuProcessSample> readVgpuProcessSamples();
+
+enum class VgpuTypes { supported, creatable };
+std::vector<VgpuType> readVgpuTypes(VgpuTypes which);
+
+}  // namespace zanctl

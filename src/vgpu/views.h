@@ -1,0 +1,30 @@
+// The views of the vgpu subcommand: each writes its part for one GPU, given its index.
+#pragma once
+
+#include "vgpu/vgpu_view.h"
+
+#include <cstdint>
+#include <iosfwd>
+
+namespace zanctl {
+
+// The table of the vGPUs that run, 79 characters wide.
+void writeActiveListHead(std::ostream& out, const VgpuView& view);
+void writeActiveList(std::ostream& out, std::uint32_t gpu, const VgpuView& view);
+
+// Everything that is known of each vGPU that runs.
+void writeVgpuQuery(std::ostream& out, std::uint32_t gpu, const VgpuView& view);
+
+// The view's types, by their names alone or with all that is known of them.
+void writeTypeNames(std::ostream& out, std::uint32_t gpu, const VgpuView& view);
+void writeTypes(std::ostream& out, std::uint32_t gpu, const VgpuView& view);
+
+// A row for each sample of a vGPU.
+void writeUtilizationHead(std::ostream& out, const VgpuView& view);
+void writeUtilization(std::ostream& out, std::uint32_t gpu, const VgpuView& view);
+
+// A row for each sample of a process inside a vGPU.
+void writeProcessUtilizationHead(std::ostream& out, const VgpuView& view);
+void writeProcessUtilization(std::ostream& out, std::uint32_t gpu, const VgpuView& view);
+
+}  // namespace zanctl
