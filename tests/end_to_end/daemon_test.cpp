@@ -176,7 +176,7 @@ TEST_F(DaemonTest, terminatesNothingWhereNothingRuns) {
 // Where time passes only by sleeping the daemon samples without rest.
 class RestlessDaemonTest : public DaemonTest {
  protected:
-  RestlessDaemonTest() { host_.launchWith({"--virtual-clock"}); }
+  RestlessDaemonTest() { host_.useClock(Clock::standing); }
 };
 
 // With the lock held by this test the content of the pid file is ours to choose.
