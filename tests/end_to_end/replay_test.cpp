@@ -21,7 +21,7 @@ std::string record(const std::string& time, int gpu) {
 class ReplayTest : public testing::Test {
  protected:
   [[nodiscard]] std::string logOf(const std::string& text) const {
-    const std::string name = (host.directory() / "log").string();
+    std::string name = (host.directory() / "log").string();
     std::ofstream(name, std::ios::binary) << text;
     return name;
   }
