@@ -136,7 +136,7 @@ struct TextRow {
   std::string_view path;
   Text attribute;
   Otherwise otherwise;
-  std::string_view value = "";  // where `otherwise` is a constant
+  std::string_view value = {};  // where `otherwise` is a constant
 };
 
 // In the order of the enumerations.

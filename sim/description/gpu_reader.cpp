@@ -204,8 +204,9 @@ std::vector<std::string_view> gpuKeyNames() {
 void readGpu(const Node& node, Gpu& gpu, unsigned& count) {
   if (!expectObject(node)) return;
   GpuDraft draft{gpu, count};
-  for (const auto& [name, value] : node.json().items()) {
-    const Node member = node.member(name, value);
+  for (const auto& item : node.json().items()) {
+    const std::string& name = item.key();
+    const Node member = node.member(name, item.value());
     const auto* key = std::find_if(kGpuKeys.begin(), kGpuKeys.end(),
                                    [&](const auto& candidate) { return candidate.name == name; });
     if (key != kGpuKeys.end()) {

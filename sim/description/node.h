@@ -92,6 +92,7 @@ void readObject(const Node& node, const Keys& keys, Target& target) {
       continue;
     }
     std::vector<std::string_view> known;
+    known.reserve(keys.size());
     for (const Key<Target>& key : keys) known.push_back(key.name);
     complainUnknownKey(member, name, known);
   }

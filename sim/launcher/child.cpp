@@ -38,6 +38,7 @@ sigset_t watchedSignals() {
   sigset_t signals = watchedSignals();
   sigprocmask(SIG_UNBLOCK, &signals, nullptr);
   std::vector<char*> argv;
+  argv.reserve(command.size() + 1);
   for (const std::string& argument : command) argv.push_back(const_cast<char*>(argument.c_str()));
   argv.push_back(nullptr);
   execvp(argv[0], argv.data());

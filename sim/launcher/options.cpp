@@ -5,7 +5,8 @@
 #include <CLI/CLI.hpp>
 
 #include <cstring>
-#include <iterator>
+#include <iostream>
+#include <memory>
 
 #include <time.h>
 
@@ -14,9 +15,7 @@ namespace zansim {
 namespace {
 
 constexpr char kDescription[] =
-    "Runs a command on a simulated machine with Zanthe GPUs:\n"
-    "\n"
-    "  zansim [OPTIONS] -- COMMAND [ARGUMENTS]\n"
+    "Runs a command on a simulated machine with Zanthe GPUs.\n"
     "\n"
     "The command sees the machine's management library, its device nodes, processors, NUMA nodes\n"
     "and processes, and directories of its own in place of /var/run and /var/log/zanctl. Nothing\n"
@@ -34,6 +33,13 @@ constexpr char kFooter[] =
     "The exit status is the command's, or 128 and the number of the signal that ended it; 125\n"
     "when the machine could not be set up, 126 when the command cannot be run, 127 when it is not\n"
     "found.";
+
+class HelpFormatter : public CLI::Formatter {
+ public:
+  std::string make_usage(const CLI::App*, std::string) const override {
+    return "\nUsage: zansim [OPTIONS] -- COMMAND [ARGUMENTS]\n";
+  }
+};
 
 void addOptions(CLI::App& app, Options& options) {
   app.add_option("--host", options.host,
@@ -101,6 +107,7 @@ ParsedOptions parseOptions(int argc, char** argv) {
 
   CLI::App app(kDescription, "zansim");
   app.footer(kFooter);
+  app.formatter(std::make_shared<HelpFormatter>());
   addOptions(app, options);
   try {
     app.parse(own, argv);

@@ -44,6 +44,7 @@ struct SpawnSettings {
 
 pid_t spawn(const std::string& program, const std::vector<std::string>& arguments) {
   std::vector<char*> argv;
+  argv.reserve(arguments.size() + 1);
   for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
   argv.push_back(nullptr);
   std::string launcher = fmt::format("ZANSIM_LAUNCHER={}", getpid());

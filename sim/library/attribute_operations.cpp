@@ -57,6 +57,9 @@ nvmlReturn_t writeCodec(const Call& call, Number attribute, unsigned int* percen
   return code;
 }
 
+template <typename Type>
+using Target = Type*;
+
 }  // namespace
 
 #define ZANSIM_TEXT(operation, attribute)                                                          \
@@ -77,7 +80,7 @@ ZANSIM_TEXT(zanmlDeviceGetBoardPn, Text::boardPn)
 ZANSIM_TEXT(zanmlDeviceGetManufactureDate, Text::manufactureDate)
 
 #define ZANSIM_NUMBER(operation, attribute, type)                                       \
-  nvmlReturn_t operation(nvmlDevice_t device, type* value) {                            \
+  nvmlReturn_t operation(nvmlDevice_t device, Target<type> value) {                     \
     return onGpu(                                                                       \
         Operation::operation,                                                           \
         [&](const Call& call) { return writeNumber(call, attribute, value); }, device); \
@@ -109,7 +112,7 @@ ZANSIM_NUMBER(zanmlDeviceGetBoardTemperature, Number::boardTemperature, unsigned
 ZANSIM_NUMBER(zanmlDeviceGetBoardSn, Number::boardSn, unsigned long long)
 
 #define ZANSIM_PAIR(operation, attribute, type)                                               \
-  nvmlReturn_t operation(nvmlDevice_t device, type* first, type* second) {                    \
+  nvmlReturn_t operation(nvmlDevice_t device, Target<type> first, Target<type> second) {      \
     return onGpu(                                                                             \
         Operation::operation,                                                                 \
         [&](const Call& call) { return writePair(call, attribute, first, second); }, device); \

@@ -2,9 +2,9 @@
 
 #include "description/host_reader.h"
 
+#include <bit>
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
 #include <exception>
 #include <utility>
 
@@ -145,14 +145,11 @@ nvmlReturn_t Session::shutDown() {
 nvmlDevice_t Session::handleOf(unsigned gpu) const {
   const std::uintptr_t handle = kHandlePattern << kPatternShift |
                                 static_cast<std::uintptr_t>(generation_) << kGenerationShift | gpu;
-  nvmlDevice_t device = nullptr;
-  std::memcpy(&device, &handle, sizeof device);
-  return device;
+  return std::bit_cast<nvmlDevice_t>(handle);
 }
 
 std::optional<unsigned> Session::gpuOf(nvmlDevice_t device) const {
-  std::uintptr_t handle = 0;
-  std::memcpy(&handle, &device, sizeof handle);
+  const auto handle = std::bit_cast<std::uintptr_t>(device);
   const bool ours = handle >> kPatternShift == kHandlePattern &&
                     (handle >> kGenerationShift & kGenerationMask) == generation_ && isOpen();
   const auto gpu = static_cast<unsigned>(handle & kIndexMask);

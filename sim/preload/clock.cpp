@@ -36,9 +36,7 @@ std::atomic<std::int64_t>* mapVirtualNow() {
   char path[4096];
   const size_t length = strlen(directory);
   if (length + sizeof zansim::kStateFileName + 1 > sizeof path) return nullptr;
-  memcpy(path, directory, length);
-  path[length] = '/';
-  memcpy(path + length + 1, zansim::kStateFileName, sizeof zansim::kStateFileName);
+  stpcpy(stpcpy(stpcpy(path, directory), "/"), zansim::kStateFileName);
   const long file = syscall(SYS_openat, AT_FDCWD, path, O_RDWR | O_CLOEXEC);
   if (file < 0) return nullptr;
   void* const memory = mmap(nullptr, sizeof(zansim::MachineState), PROT_READ | PROT_WRITE,

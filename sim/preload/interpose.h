@@ -13,6 +13,8 @@ Function* nextFunction(Function*& known, const char* name) {
   return known;
 }
 
+// NOLINTBEGIN(bugprone-macro-parentheses): types and parameter lists take none.
+
 // Begins the definition of a stand-in. The label gives it the C library's name without repeating
 // that library's own declaration, attributes and all; `next` is the function it stands in for.
 #define ZANSIM_STAND_IN(result, name, parameters)   \
@@ -23,3 +25,5 @@ Function* nextFunction(Function*& known, const char* name) {
 #define ZANSIM_NEXT(result, name, parameters) \
   static result(*known) parameters = nullptr; \
   auto* const next = nextFunction(known, #name)
+
+// NOLINTEND(bugprone-macro-parentheses)

@@ -1,6 +1,8 @@
 #include "cli/dispatch.h"
 
 #include "cli/selection.h"
+#include "control/ce_mask.h"
+#include "control/reset.h"
 #include "monitors/device_monitor.h"
 #include "monitors/process_monitor.h"
 #include "monitors/statistics.h"
@@ -52,8 +54,8 @@ void runReport(const CommandOptions& options, const DeviceSet& selection) {
 }
 
 int dispatchRoot(const CommandOptions& options, const DeviceSet& selection) {
-  if (options.gpuReset) return refuseUnavailable("--gpu-reset");
-  if (given(options.ceMask)) return refuseUnavailable("--set-ce-mask");
+  if (options.gpuReset) return resetGpus(selection, std::cout);
+  if (given(options.ceMask)) return setCeMaskOnGpus(options.ceMask, selection, std::cout);
   if (options.helpQueryGpu) {
     printPropertyQueryHelp(std::cout);
     return 0;

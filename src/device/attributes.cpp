@@ -142,6 +142,15 @@ std::optional<std::uint64_t> throttleReasons() {
   return readValue<unsigned long long>(library().nvmlDeviceGetCurrentClocksThrottleReasons);
 }
 
+std::optional<CeMask> ceMask() {
+  CeMask mask{};
+  if (callOnCurrentDevice(library().zanmlDeviceGetCeMask, &mask.mask, &mask.supported) !=
+      NVML_SUCCESS) {
+    return std::nullopt;
+  }
+  return mask;
+}
+
 std::optional<EccMode> eccMode() {
   nvmlEnableState_t current{};
   nvmlEnableState_t pending{};

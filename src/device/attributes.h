@@ -64,4 +64,11 @@ struct EccMode {
 };
 std::optional<EccMode> eccMode();
 
+// Copy engines, a bit each.
+struct CeMask {
+  std::uint32_t mask;
+  std::uint32_t supported;
+};
+std::optional<CeMask> ceMask();
+
 }  // namespace zanctl::attributes

@@ -63,10 +63,10 @@ std::vector<ProcessEntry> DeviceReader::readRunningProcesses() const {
 }
 
 std::vector<ProcessEntry> DeviceReader::readAllProcesses() const {
-  const ProcessList processes = readListOfSize<nvmlProcessInfo_t>(
+  const auto list = readListOfSize<nvmlProcessInfo_t>(
       listCall(library().zanmlDeviceGetComputeAllProcesses), kFirstRoom);
   refreshVgpuProcessTable();
-  return named(processes);
+  return list.outgrown ? std::vector<ProcessEntry>(1) : named(list.entries);
 }
 
 }  // namespace zanctl

@@ -127,10 +127,9 @@ BoardInfo DeviceReader::readBoardInfo() const {
   info.hardwareVersion = text(lib.zanmlDeviceGetHardwareVersion);
   info.manufactureDate = text(lib.zanmlDeviceGetManufactureDate);
   info.pci = attributes::pci().value_or(nvmlPciInfo_t{});
-  if (callOnCurrentDevice(lib.zanmlDeviceGetCeMask, &info.ceMask, &info.ceMaskDefault) !=
-      NVML_SUCCESS) {
-    info.ceMask = info.ceMaskDefault = kUnavailable;
-  }
+  const auto ceMask = attributes::ceMask().value_or(attributes::CeMask{kUnavailable, kUnavailable});
+  info.ceMask = ceMask.mask;
+  info.ceMaskDefault = ceMask.supported;
   info.boardTemperature = readValue<unsigned int>(lib.zanmlDeviceGetBoardTemperature)
                               .value_or(kUnavailableBoardTemperature);
   return info;

@@ -37,7 +37,8 @@ class DeviceReader {
   [[nodiscard]] std::vector<nvmlProcessInfo_t> readComputeProcesses() const;
   [[nodiscard]] ProcessUsage readProcessUsage() const;
   [[nodiscard]] std::vector<ProcessEntry> readRunningProcesses() const;
-  // Every process that uses the GPU, not only those with a compute context.
+  // Every process that uses the GPU, not only those with a compute context. Where the list outgrows
+  // the room again and again it is one entry of process id 0: somebody uses the GPU.
   [[nodiscard]] std::vector<ProcessEntry> readAllProcesses() const;
 };
 

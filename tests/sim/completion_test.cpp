@@ -2,8 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <numeric>
-#include <regex>
+#include <algorithm>
 #include <set>
 
 namespace zansim {
@@ -23,15 +22,23 @@ std::string commandLine(const ProcessEntry& entry) {
   return line;
 }
 
+// The text with an x for each hexadecimal digit.
+std::string shape(std::string text) {
+  const auto isDigit = [](char c) {
+    return std::string_view("0123456789abcdef").find(c) != std::string_view::npos;
+  };
+  std::replace_if(text.begin(), text.end(), isDigit, 'x');
+  return text;
+}
+
 TEST(Completion, EveryGpuHasAnIdentityOfItsOwn) {
   const Host host = hostOf(R"({"gpus": [{"count": 256}]})");
   ASSERT_EQ(host.gpus.size(), 256U);
   std::set<std::string> uuids;
   std::set<std::string> buses;
   std::set<std::string> serials;
-  const std::regex form("GPU-[0-9a-f]{8}-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{12}");
   for (const Gpu& gpu : host.gpus) {
-    EXPECT_TRUE(std::regex_match(gpu[Text::uuid].text, form)) << gpu[Text::uuid].text;
+    EXPECT_EQ(shape(gpu[Text::uuid].text), "GPU-xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx");
     uuids.insert(gpu[Text::uuid].text);
     buses.insert(gpu[Text::pciBusId].text);
     serials.insert(gpu[Text::serial].text);

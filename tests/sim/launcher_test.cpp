@@ -121,7 +121,7 @@ TEST_F(LauncherTest, ProcessesDoNotSurviveItsSuddenEnd) {
 
 TEST_F(LauncherTest, FollowsAnEditedDescription) {
   workspace.write("host.json", R"({"gpus": [{"processes": [{"command": "old"}]}]})");
-  Program run(commandLine({}, {"sh", "-c", "while :; do " + kProbe + " pids:0; done"}));
+  Program run(commandLine({}, {"sh", "-c", "while " + kProbe + " pids:0; do :; done"}));
   const std::string old = words(run.readLine()).at(0);
   EXPECT_EQ(commandLineOf(old), "old ");
   workspace.write("host.json",
@@ -132,7 +132,7 @@ TEST_F(LauncherTest, FollowsAnEditedDescription) {
   EXPECT_EQ(commandLineOf(pids[1]), "newer ");
   EXPECT_FALSE(exists(old));
   kill(run.pid(), SIGKILL);
-  // The shell goes when nobody reads its answers any more.
+  // The loop ends when nobody reads its answers any more.
 }
 
 TEST_F(LauncherTest, PassesSignalsOn) {

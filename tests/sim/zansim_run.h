@@ -42,7 +42,7 @@ class Program {
   }
   ~Program() {
     std::fclose(output_);
-    if (!waited_) finish();
+    if (!waited_) waitpid(pid_, nullptr, 0);
   }
   Program(const Program&) = delete;
   Program& operator=(const Program&) = delete;

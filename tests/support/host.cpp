@@ -66,7 +66,7 @@ Host::Host(Host&& other) noexcept
     : directory_(std::exchange(other.directory_, {})),
       machine_(std::move(other.machine_)),
       launchOptions_(std::move(other.launchOptions_)),
-      realClock_(other.realClock_) {}
+      clock_(other.clock_) {}
 
 Host::~Host() {
   if (directory_.empty()) return;
@@ -93,7 +93,7 @@ Outcome Host::runWords(const std::vector<std::string>& arguments) {
                                     (directory_ / "trace").string(),
                                     "--start-time",
                                     "2026-03-07 12:00:00"};
-  if (!realClock_) words.emplace_back("--virtual-clock");
+  if (clock_ == Clock::standing) words.emplace_back("--virtual-clock");
   words.insert(words.end(), launchOptions_.begin(), launchOptions_.end());
   words.emplace_back("--");
   if (arguments.empty() || arguments[0] != "/bin/sh") words.emplace_back(ZANCTL_BINARIES "/zanctl");

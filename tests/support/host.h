@@ -15,6 +15,9 @@
 
 namespace zanctl {
 
+// How time passes on a machine: only while the program sleeps, or by itself.
+enum class Clock { standing, real };
+
 struct Outcome {
   int status;  // exit status, or 128 and the signal's number
   std::string out;
@@ -33,8 +36,7 @@ class Host {
 
   // Options of the launcher for the runs to come, such as {"--uid", "1000"}.
   void launchWith(std::vector<std::string> options) { launchOptions_ = std::move(options); }
-  // Lets the clock of the runs to come go on by itself.
-  void useRealClock() { realClock_ = true; }
+  void useClock(Clock clock) { clock_ = clock; }
 
   // Runs zanctl with arguments separated by blanks, or as they come.
   Outcome run(std::string_view arguments);
@@ -57,7 +59,7 @@ class Host {
   std::filesystem::path directory_;
   std::string machine_;
   std::vector<std::string> launchOptions_;
-  bool realClock_ = false;
+  Clock clock_ = Clock::standing;
 };
 
 // The description of a machine with these GPUs (JSON objects, separated by commas) and, in `more`,
