@@ -189,6 +189,7 @@ constexpr std::array kGpuKeys{
 
 std::vector<std::string_view> gpuKeyNames() {
   std::vector<std::string_view> names;
+  names.reserve(kGpuKeys.size() + numberRows().size() + textRows().size());
   for (const auto& key : kGpuKeys) names.push_back(key.name);
   const auto add = [&](std::string_view path) {
     const std::string_view name = path.substr(0, path.find('/'));

@@ -3,6 +3,8 @@
 #include "cli/selection.h"
 #include "control/ce_mask.h"
 #include "control/reset.h"
+#include "daemon/daemon.h"
+#include "daemon/replay.h"
 #include "monitors/device_monitor.h"
 #include "monitors/process_monitor.h"
 #include "monitors/statistics.h"
@@ -24,11 +26,6 @@
 
 namespace zanctl {
 namespace {
-
-int refuseUnavailable(std::string_view what) {
-  fmt::print(std::cerr, "zanctl: {} is not available in this version\n", what);
-  return -1;
-}
 
 std::string textOrEmpty(const std::string& option) { return given(option) ? option : ""; }
 
@@ -92,16 +89,18 @@ constexpr std::array<SubcommandRunner, kSubcommands.size()> kSubcommandRunners =
     {"topo", runTopo},
     {"vgpu", [](const Grammar&, const CommandOptions& o) { return runVgpu(o.vgpu); }},
     {"stats", [](const Grammar&, const CommandOptions& o) { return runStatistics(o.stats); }},
-    {"daemon", nullptr},
-    {"replay", nullptr},
+    {"daemon", [](const Grammar&, const CommandOptions& o) { return runDaemon(o.daemon); }},
+    {"replay",
+     [](const Grammar& grammar, const CommandOptions& o) {
+       return runReplay(o.replay, grammar.subcommand("replay").help("zanctl"));
+     }},
 }};
 
 }  // namespace
 
 int dispatch(const Grammar& grammar, const CommandOptions& options) {
   for (const SubcommandRunner& runner : kSubcommandRunners) {
-    if (!grammar.parsed(runner.name)) continue;
-    return runner.run == nullptr ? refuseUnavailable(runner.name) : runner.run(grammar, options);
+    if (grammar.parsed(runner.name)) return runner.run(grammar, options);
   }
   DeviceSet selection;
   if (const int result = resolveDevices(options.id, selection, std::cout); result != 0) {

@@ -17,7 +17,7 @@ inline constexpr int kMaxListAttempts = 4;
 template <typename Entry>
 struct ListAnswer {
   std::vector<Entry> entries;  // empty when the list cannot be read
-  bool outgrown = false;       // because the library always had more than there was room for
+  bool outgrown = false;       // the library always had more than there was room for
 };
 
 // Asks with room for `size` entries. Entries come and go between the calls, so the room that the
@@ -48,8 +48,7 @@ std::vector<Entry> readList(const ListCall& call) {
   unsigned int size = 0;
   const nvmlReturn_t answer = call(&size, nullptr);
   if (answer != NVML_SUCCESS && answer != NVML_ERROR_INSUFFICIENT_SIZE) return {};
-  if (size == 0) return {};
-  return readListOfSize<Entry>(call, size).entries;
+  return size == 0 ? std::vector<Entry>() : readListOfSize<Entry>(call, size).entries;
 }
 
 }  // namespace zanctl

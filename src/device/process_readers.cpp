@@ -23,6 +23,14 @@ auto listCall(const ListOperation& operation) {
   };
 }
 
+// Nothing but a size that is too small announces processes.
+ProcessList readComputeList() {
+  const auto call = listCall(library().nvmlDeviceGetComputeRunningProcesses);
+  unsigned int size = 0;
+  if (call(&size, nullptr) != NVML_ERROR_INSUFFICIENT_SIZE) return {};
+  return readListOfSize<nvmlProcessInfo_t>(call, size).entries;
+}
+
 void refreshVgpuProcessTable() {
   auto& table = vgpuProcessTable();
   std::fill_n(table.begin(), kClearedVgpuPids, 0U);
@@ -44,8 +52,7 @@ std::vector<ProcessEntry> named(const ProcessList& processes) {
 }  // namespace
 
 std::vector<nvmlProcessInfo_t> DeviceReader::readComputeProcesses() const {
-  ProcessList processes =
-      readList<nvmlProcessInfo_t>(listCall(library().nvmlDeviceGetComputeRunningProcesses));
+  ProcessList processes = readComputeList();
   refreshVgpuProcessTable();
   return processes;
 }

@@ -17,16 +17,16 @@ constexpr std::string_view kUnderline = "\033[4m";
 constexpr std::string_view kReset = "\033[0m";
 constexpr std::string_view kGap = "    ";
 
-// The pairs are symmetric: each is asked from its lower GPU, `codeWith` giving the code of the
-// current GPU with another.
+// Asks each cell's pair in its own direction, so that a GPU that cannot answer spoils no other
+// row; `codeWith` gives the code of the current GPU with another.
 template <typename CodeWith>
 PairCodes collectPairs(const CodeWith& codeWith) {
   const std::uint32_t count = session().deviceCount;
   PairCodes codes(count, std::vector<std::string_view>(count, kSelf));
-  for (std::uint32_t lower = 0; lower < count; ++lower) {
-    session().currentDevice = lower;
-    for (std::uint32_t higher = lower + 1; higher < count; ++higher) {
-      codes[lower][higher] = codes[higher][lower] = codeWith(higher);
+  for (std::uint32_t row = 0; row < count; ++row) {
+    session().currentDevice = row;
+    for (std::uint32_t column = 0; column < count; ++column) {
+      if (column != row) codes[row][column] = codeWith(column);
     }
   }
   return codes;

@@ -105,7 +105,8 @@ TEST_F(LauncherTest, ProcessesAreRealAndEndWithIt) {
 
 TEST_F(LauncherTest, ProcessesDoNotSurviveItsSuddenEnd) {
   workspace.write("host.json", R"({"gpus": [{"processes": [{"command": "a"}]}]})");
-  Program run(commandLine({}, {"sh", "-c", kProbe + " pids:0; exec tail -f /dev/null"}));
+  Program run(commandLine({"--state", workspace.path("state")},
+                          {"sh", "-c", kProbe + " pids:0; exec tail -f /dev/null"}));
   const std::string pid = words(run.readLine()).at(0);
   std::ifstream children(fmt::format("/proc/{0}/task/{0}/children", run.pid()));
   const std::vector<std::string> before{std::istream_iterator<std::string>(children), {}};
@@ -121,7 +122,8 @@ TEST_F(LauncherTest, ProcessesDoNotSurviveItsSuddenEnd) {
 
 TEST_F(LauncherTest, FollowsAnEditedDescription) {
   workspace.write("host.json", R"({"gpus": [{"processes": [{"command": "old"}]}]})");
-  Program run(commandLine({}, {"sh", "-c", "while " + kProbe + " pids:0; do :; done"}));
+  Program run(commandLine({"--state", workspace.path("state")},
+                          {"sh", "-c", "while " + kProbe + " pids:0; do :; done"}));
   const std::string old = words(run.readLine()).at(0);
   EXPECT_EQ(commandLineOf(old), "old ");
   workspace.write("host.json",

@@ -1,0 +1,136 @@
+#include "daemon/daemon.h"
+
+#include "daemon/device_list.h"
+#include "daemon/pid_file.h"
+#include "daemon/sampling.h"
+#include "device/session.h"
+#include "device/time.h"
+#include "output/option_text.h"
+
+#include <fmt/ostream.h>
+
+#include <array>
+#include <cstdlib>
+#include <iostream>
+
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace zanctl {
+namespace {
+
+constexpr const char* kLogDirectory = "/var/log/zanctl";
+constexpr mode_t kDirectoryMode = 0755;
+constexpr std::int64_t kDefaultDelay = 10;
+constexpr std::int64_t kLongestDelay = 600;
+
+// Of a path that does not exist yet, realpath leaves the part up to the first missing name.
+std::string logDirectory(const std::string& option) {
+  if (!given(option)) return kLogDirectory;
+  std::array<char, 4096> resolved{};
+  [[maybe_unused]] const char* const ignored = realpath(option.c_str(), resolved.data());
+  return resolved.data();
+}
+
+bool makeDirectory(const std::string& directory, std::ostream& out) {
+  if (access(directory.c_str(), F_OK) == 0) return true;
+  if (mkdir(directory.c_str(), kDirectoryMode) == 0) return true;
+  fmt::print(out, "create path \"{}\" failed\n", directory);
+  return false;
+}
+
+std::optional<unsigned int> readDelay(const std::string& option, std::ostream& out) {
+  const std::int64_t seconds = given(option) ? decimalNumber(option) : kDefaultDelay;
+  if (seconds >= 1 && seconds <= kLongestDelay) return static_cast<unsigned int>(seconds);
+  fmt::print(out,
+             "Collection delay/interval should be between 1 second and 600 seconds.\n"
+             "The value -d, --delay is not an allowed value for {}. Run with --help for more "
+             "information.\n",
+             option);
+  return std::nullopt;
+}
+
+// Ends this process as a daemon that has not come to run; what it said comes out.
+[[noreturn]] void endAtOnce(int status) {
+  std::cout.flush();
+  _exit(status);
+}
+
+[[noreturn]] void leaveToTheOther(const PidFile& pidFile, bool terminate) {
+  const std::string content = pidFile.read();
+  if (content.empty()) endAtOnce(1);
+  if (!terminate) {
+    fmt::print(std::cout, "Daemon already running with pid {}\n", pidText(content));
+  } else if (const auto pid = pidToSignal(content)) {
+    kill(*pid, SIGKILL);
+  }
+  endAtOnce(0);
+}
+
+// Goes on in a child that is the one daemon; every other process ends in here.
+PidFile becomeDaemon(bool terminate) {
+  std::cout.flush();
+  // The library's connection to the driver belongs to the process that opened it, so the child
+  // opens its own.
+  closeSession();
+  if (fork() != 0) _exit(0);
+  setsid();
+  PidFile pidFile;
+  if (!pidFile.isOpen()) endAtOnce(1);
+  switch (pidFile.lock()) {
+    case PidFile::Lock::heldByAnother:
+      leaveToTheOther(pidFile, terminate);
+    case PidFile::Lock::failed:
+      endAtOnce(1);
+    case PidFile::Lock::taken:
+      break;
+  }
+  if (terminate) endAtOnce(0);
+  if (!pidFile.writePid(getpid())) endAtOnce(1);
+  openSession(0);
+  if (chdir("/") != 0) endAtOnce(1);
+  umask(0);
+  return pidFile;
+}
+
+int sampleForever(const DaemonPlan& plan) {
+  Sampling sampling(StatsLog(plan.directory, plan.suffix), plan.selection);
+  for (;;) {
+    const CycleEnd end = sampling.runCycle(currentTime().tv_sec);
+    if (end != CycleEnd::written) {
+      fmt::print(std::cout, "Failed to {} the log file {}\n",
+                 end == CycleEnd::notCreated ? "create" : "write", sampling.log().fileName());
+      return -1;
+    }
+    sleep(plan.delaySeconds);
+  }
+}
+
+}  // namespace
+
+std::optional<DaemonPlan> planDaemon(const DaemonOptions& options, std::ostream& out) {
+  if (geteuid() != 0) {
+    out << "Please run this as root\n";
+    return std::nullopt;
+  }
+  DaemonPlan plan{};
+  if (resolveDevicesOrAll(options.id, plan.selection, out) != 0) return std::nullopt;
+  plan.directory = logDirectory(options.path);
+  if (!makeDirectory(plan.directory, out)) return std::nullopt;
+  const auto delay = readDelay(options.delay, out);
+  if (!delay) return std::nullopt;
+  plan.delaySeconds = *delay;
+  if (given(options.join)) plan.suffix = options.join;
+  plan.terminate = options.term;
+  return plan;
+}
+
+int runDaemon(const DaemonOptions& options) {
+  const auto plan = planDaemon(options, std::cout);
+  if (!plan) return -1;
+  const PidFile pidFile = becomeDaemon(plan->terminate);
+  return sampleForever(*plan);
+}
+
+}  // namespace zanctl

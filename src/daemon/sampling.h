@@ -1,0 +1,39 @@
+// What the daemon does in one sampling cycle.
+#pragma once
+
+#include "cli/selection.h"
+#include "daemon/stats_log.h"
+
+#include <cstdint>
+#include <ctime>
+
+namespace zanctl {
+
+enum class CycleEnd {
+  written,
+  notCreated,  // the day's file could not be opened
+  notWritten,  // the day's file vanished or could not be written
+};
+
+class Sampling {
+ public:
+  // Of the selected GPUs of the open session. The log need not be open yet.
+  Sampling(StatsLog log, DeviceSet selection);
+
+  // Appends one line per GPU to the file of the day, which is opened first when the day is another
+  // than the last cycle's; all lines carry the given time. The header comes in the first cycle of a
+  // file and in every 40th after it.
+  [[nodiscard]] CycleEnd runCycle(std::time_t now);
+
+  [[nodiscard]] const StatsLog& log() const { return log_; }
+
+ private:
+  [[nodiscard]] bool followDay(std::string_view date);
+  [[nodiscard]] bool writeCycle(std::string_view time);
+
+  StatsLog log_;
+  DeviceSet selection_;
+  std::uint32_t cycle_ = 0;  // of the header's turn
+};
+
+}  // namespace zanctl

@@ -1,0 +1,117 @@
+#include "daemon/stats_format.h"
+
+#include "daemon/line_reader.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <limits>
+
+namespace zanctl {
+namespace {
+
+bool isDigit(char character) { return character >= '0' && character <= '9'; }
+
+bool isNumber(std::string_view text) {
+  return !text.empty() && std::all_of(text.begin(), text.end(), isDigit);
+}
+
+// Of a text of digits; the highest number for one beyond 32 bits.
+std::uint32_t numberOf(std::string_view digits) {
+  constexpr std::uint64_t kHighest = std::numeric_limits<std::uint32_t>::max();
+  std::uint64_t number = 0;
+  for (const char digit : digits) {
+    number = std::min(number * 10 + static_cast<std::uint64_t>(digit - '0'), kHighest);
+  }
+  return static_cast<std::uint32_t>(number);
+}
+
+enum class Column { time, number, numberOrDash };
+
+// A record's columns in their order: time, gpu, pwr, gtemp, mtemp, sm, mem, enc, dec, mclk, pclk.
+constexpr std::size_t kTimeColumn = 0;
+constexpr std::size_t kGpuColumn = 1;
+constexpr std::array kColumns = {
+    Column::time,         Column::number,       Column::numberOrDash, Column::number,
+    Column::numberOrDash, Column::numberOrDash, Column::numberOrDash, Column::numberOrDash,
+    Column::numberOrDash, Column::number,       Column::number,
+};
+
+bool fits(Column column, std::string_view token) {
+  return column == Column::time || isNumber(token) ||
+         (column == Column::numberOrDash && token == "-");
+}
+
+// The blank-separated word at the start of the text, which loses it; empty when there is none.
+std::string_view takeToken(std::string_view& text) {
+  text.remove_prefix(std::min(text.find_first_not_of(' '), text.size()));
+  const std::string_view token = text.substr(0, text.find(' '));
+  text.remove_prefix(token.size());
+  return token;
+}
+
+std::string signedCell(std::uint32_t value) {
+  if (value == kUnavailable) return fmt::format("{:>6}", "-");
+  return fmt::format("{:>6}", static_cast<std::int32_t>(value));
+}
+
+}  // namespace
+
+std::string statsFileName(std::string_view directory, std::string_view suffix,
+                          std::string_view date) {
+  return fmt::format("{}{}dmon-{}{}{}", directory, directory.ends_with('/') ? "" : "/", date,
+                     suffix.empty() ? "" : "-", suffix);
+}
+
+std::string statsLine(std::string_view time, std::uint32_t gpu, const MonitorReading& reading) {
+  return fmt::format(" {}   {:>3}{}{}{:>6}{:>6}{:>6}{:>6}{:>6}{:>6}{:>6}\n", time, gpu,
+                     signedCell(reading.power), signedCell(reading.temperature), "-",
+                     reading.gpuUtil, reading.memUtil, reading.encUtil, reading.decUtil,
+                     reading.memClock, reading.smClock);
+}
+
+std::optional<TimeOfDay> parseTimeOfDay(std::string_view text) {
+  const std::size_t first = text.find(':');
+  if (first == std::string_view::npos) return std::nullopt;
+  const std::size_t second = text.find(':', first + 1);
+  if (second == std::string_view::npos) return std::nullopt;
+  const std::array parts = {text.substr(0, first), text.substr(first + 1, second - first - 1),
+                            text.substr(second + 1)};
+  if (!std::all_of(parts.begin(), parts.end(), isNumber)) return std::nullopt;
+  const TimeOfDay time{numberOf(parts[0]), numberOf(parts[1]), numberOf(parts[2])};
+  if (time.hours > 23 || time.minutes > 59 || time.seconds > 59) return std::nullopt;
+  return time;
+}
+
+std::optional<StatsRecord> parseStatsLine(std::string_view line) {
+  std::array<std::string_view, kColumns.size()> tokens;
+  for (std::size_t column = 0; column < kColumns.size(); ++column) {
+    tokens[column] = takeToken(line);
+    if (!fits(kColumns[column], tokens[column])) return std::nullopt;
+  }
+  if (!takeToken(line).empty()) return std::nullopt;
+  const auto time = parseTimeOfDay(tokens[kTimeColumn]);
+  if (!time) return std::nullopt;
+  return StatsRecord{*time, numberOf(tokens[kGpuColumn])};
+}
+
+StatsValidity validateStats(int descriptor) {
+  LineReader reader(descriptor);
+  for (std::string_view line;;) {
+    switch (reader.next(line)) {
+      case LineRead::end:
+        return StatsValidity::valid;
+      case LineRead::tooLong:
+        return StatsValidity::invalid;
+      case LineRead::failed:
+        return StatsValidity::unreadable;
+      case LineRead::line:
+        break;
+    }
+    const bool isHeader = line == kStatsHeader1 || line == kStatsHeader2;
+    if (!isHeader && !parseStatsLine(line)) return StatsValidity::invalid;
+  }
+}
+
+}  // namespace zanctl

@@ -1,0 +1,130 @@
+#include "daemon/sampling.h"
+
+#include "daemon/pid_file.h"
+#include "daemon/stats_format.h"
+#include "support/fake_library.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include <unistd.h>
+
+namespace zanctl {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::time_t kNoon = 1772884800;  // of 7 March 2026, UTC
+constexpr std::time_t kDay = 24 * 60 * 60;
+
+class SamplingTest : public FakeLibrary {
+ protected:
+  SamplingTest() : directory_(testing::TempDir() + "sampling_" + std::to_string(getpid())) {
+    setenv("TZ", "UTC0", 1);
+    tzset();
+    fs::create_directory(directory_);
+    holdDevices(2);
+    library().nvmlDeviceGetTemperature.bind(
+        [](nvmlDevice_t device, nvmlTemperatureSensors_t, unsigned int* temperature) {
+          *temperature = 60 + gpuOf(device);
+          return NVML_SUCCESS;
+        });
+  }
+  ~SamplingTest() override { fs::remove_all(directory_); }
+
+  [[nodiscard]] Sampling sampling(DeviceSet selection = {}) const {
+    return Sampling(StatsLog(directory_, ""), std::move(selection));
+  }
+  [[nodiscard]] std::string content(const std::string& date) const {
+    std::ifstream file(directory_ + "/dmon-" + date);
+    return {std::istreambuf_iterator<char>(file), {}};
+  }
+  static std::string record(const std::string& time, int gpu) {
+    return " " + time + "     " + std::to_string(gpu) + "     -    6" + std::to_string(gpu) +
+           "     -     0     0     0     0     0     0\n";
+  }
+
+  const std::string header_ = std::string(kStatsHeader1) + "\n" + std::string(kStatsHeader2) + "\n";
+  std::string directory_;
+};
+
+TEST_F(SamplingTest, writesTheHeaderInEveryFortiethCycle) {
+  Sampling daemon = sampling();
+  std::string expected;
+  for (int cycle = 0; cycle < 81; ++cycle) {
+    if (cycle % 40 == 0) expected += header_;
+    expected += record("12:00:00", 0) + record("12:00:00", 1);
+    ASSERT_EQ(daemon.runCycle(kNoon), CycleEnd::written);
+  }
+  EXPECT_EQ(content("2026-03-07"), expected);
+}
+
+TEST_F(SamplingTest, gathersTheSameDayAcrossStartsAndSelections) {
+  ASSERT_EQ(sampling().runCycle(kNoon), CycleEnd::written);
+  ASSERT_EQ(sampling({1}).runCycle(kNoon + 1), CycleEnd::written);
+  EXPECT_EQ(content("2026-03-07"), header_ + record("12:00:00", 0) + record("12:00:00", 1) +
+                                       header_ + record("12:00:01", 1));
+}
+
+TEST_F(SamplingTest, changesTheFileWithTheDateAlsoWhenTheClockIsSetBack) {
+  Sampling daemon = sampling({0});
+  const std::time_t midnight = kNoon + kDay / 2;
+  for (const std::time_t now : {midnight - 1, midnight, midnight - 3600, midnight + 1}) {
+    ASSERT_EQ(daemon.runCycle(now), CycleEnd::written);
+  }
+  EXPECT_EQ(content("2026-03-07"),
+            header_ + record("23:59:59", 0) + header_ + record("23:00:00", 0));
+  EXPECT_EQ(content("2026-03-08"),
+            header_ + record("00:00:00", 0) + header_ + record("00:00:01", 0));
+}
+
+TEST_F(SamplingTest, saysWhatBecameOfTheFile) {
+  Sampling daemon = sampling();
+  ASSERT_EQ(daemon.runCycle(kNoon), CycleEnd::written);
+  fs::remove(directory_ + "/dmon-2026-03-07");
+  EXPECT_EQ(daemon.runCycle(kNoon), CycleEnd::notWritten);
+  fs::create_directory(directory_ + "/dmon-2026-03-08");
+  EXPECT_EQ(daemon.runCycle(kNoon + kDay), CycleEnd::notCreated);
+  EXPECT_EQ(daemon.log().fileName(), directory_ + "/dmon-2026-03-08");
+}
+
+TEST_F(SamplingTest, asksForABoardsPowerOnceInEveryCycle) {
+  static int asked;
+  asked = 0;
+  library().nvmlDeviceGetBoardId.bind([](nvmlDevice_t, unsigned int* id) {
+    *id = 7;
+    return NVML_SUCCESS;
+  });
+  library().zanmlDeviceGetBoardPosition.bind([](nvmlDevice_t device, unsigned int* position) {
+    *position = gpuOf(device);
+    return NVML_SUCCESS;
+  });
+  library().zanmlDeviceGetBoardPowerUsage.bind([](nvmlDevice_t, unsigned int* power) {
+    *power = static_cast<unsigned int>(300 + ++asked);
+    return NVML_SUCCESS;
+  });
+  Sampling daemon = sampling();
+  ASSERT_EQ(daemon.runCycle(kNoon), CycleEnd::written);
+  ASSERT_EQ(daemon.runCycle(kNoon), CycleEnd::written);
+  EXPECT_EQ(asked, 2);
+  EXPECT_NE(content("2026-03-07").find("     0   302    60"), std::string::npos);
+}
+
+TEST(PidFile, signalsOnlyAProcessThatTheContentNamesWhole) {
+  using namespace std::string_literals;
+  EXPECT_EQ(pidToSignal("4711\0"s), 4711);
+  EXPECT_EQ(pidToSignal("4711\0junk"s), 4711);
+  EXPECT_EQ(pidToSignal("4711\n"), 4711);
+  for (const std::string& content :
+       {""s, "\0"s, "\n"s, "0"s, "1"s, "-1"s, "-4711"s, "+4711"s, "47x"s, "x47"s, " 47"s, "4 7"s,
+        "2147483648"s, "99999999999"s, "0000000000004711"s}) {
+    EXPECT_FALSE(pidToSignal(content)) << content;
+  }
+  EXPECT_EQ(pidText("4711\0junk"s), "4711");
+  EXPECT_EQ(pidText("4711"), "4711");
+}
+
+}  // namespace
+}  // namespace zanctl

@@ -1,0 +1,226 @@
+#include "daemon/stats_log.h"
+
+#include "daemon/line_reader.h"
+#include "daemon/stats_format.h"
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace zanctl {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* kRecord =
+    " 10:00:00     0   250    65     -    85    47    12    40  1200  1446";
+
+TEST(StatsLine, hasFixedColumnsAndDashesForWhatIsUnavailable) {
+  const MonitorReading reading{250, 65, 0, 0, 85, 47, 1446, 1200, 12, 40};
+  EXPECT_EQ(statsLine("10:00:00", 0, reading), std::string(kRecord) + "\n");
+  EXPECT_EQ(std::string_view(kRecord).size(), kStatsHeader1.size());
+  EXPECT_EQ(kStatsHeader1.size(), 69U);
+  EXPECT_EQ(kStatsHeader2.size(), 69U);
+
+  MonitorReading extreme{};
+  extreme.power = extreme.temperature = kUnavailable;
+  extreme.smClock = 4294967295;
+  EXPECT_EQ(statsLine("23:59:59", 1000, extreme),
+            " 23:59:59   1000     -     -     -     0     0     0     0     04294967295\n");
+  extreme.power = 4294967294;
+  EXPECT_EQ(statsLine("23:59:59", 63, extreme).substr(15, 6), "    -2");
+}
+
+TEST(StatsFileName, doublesNoSlashAndAppendsTheSuffix) {
+  EXPECT_EQ(statsFileName("/var/log/zanctl", "", "2024-03-07"), "/var/log/zanctl/dmon-2024-03-07");
+  EXPECT_EQ(statsFileName("/logs/", "rackA", "2024-03-07"), "/logs/dmon-2024-03-07-rackA");
+}
+
+TEST(StatsLine, isReadForItsTimeAndGpu) {
+  const auto record = parseStatsLine(" 10:02:03    12     -    65     -    85    47 - -  1200 0");
+  ASSERT_TRUE(record);
+  EXPECT_EQ(record->time, (TimeOfDay{10, 2, 3}));
+  EXPECT_EQ(record->gpu, 12U);
+  EXPECT_EQ(parseStatsLine("0:0:0 99999999999 1 1 1 1 1 1 1 1 1")->gpu, 4294967295U);
+}
+
+TEST(StatsLine, isValidOnlyInEveryColumn) {
+  const std::string valid[] = {"10:00:00", "0", "-", "65", "-", "-", "-", "-", "-", "1", "2"};
+  const auto line = [&valid](std::size_t column, const std::string& token) {
+    std::string text;
+    for (std::size_t i = 0; i < std::size(valid); ++i) {
+      text += " " + (i == column ? token : valid[i]);
+    }
+    return text;
+  };
+  EXPECT_TRUE(parseStatsLine(line(0, "23:59:59")));
+  for (std::size_t column = 0; column < std::size(valid); ++column) {
+    const bool mayBeDash = column == 2 || (column >= 4 && column <= 8);
+    EXPECT_EQ(parseStatsLine(line(column, "-")).has_value(), mayBeDash) << column;
+    EXPECT_EQ(parseStatsLine(line(column, "7")).has_value(), column != 0) << column;
+    for (const char* token : {"", "-1", "+1", "1.5", "0x1", "--", "\t1", "1\r", "٣", "1:1:1x"}) {
+      EXPECT_FALSE(parseStatsLine(line(column, token))) << column << " " << token;
+    }
+    EXPECT_FALSE(parseStatsLine(line(column, std::string(1, '\0')))) << column;
+    EXPECT_FALSE(parseStatsLine(line(column, "1 1"))) << column;
+  }
+  EXPECT_FALSE(parseStatsLine(std::string(kRecord) + " 0"));
+  EXPECT_FALSE(parseStatsLine(""));
+  EXPECT_FALSE(parseStatsLine("   "));
+}
+
+TEST(TimeOfDay, takesThreeNumbersInTheirRanges) {
+  for (const char* text : {"00:00:00", "23:59:59", "1:2:3", "000000000000000000000000001:00:00"}) {
+    EXPECT_TRUE(parseTimeOfDay(text)) << text;
+  }
+  for (const char* text : {"",
+                           ":",
+                           "::",
+                           "10",
+                           "10:00",
+                           "10:00:",
+                           ":10:00:00",
+                           "10::00",
+                           "10:00:00:00",
+                           "24:00:00",
+                           "10:60:00",
+                           "10:00:60",
+                           "-1:00:00",
+                           " 1:00:00",
+                           "1:00:00 ",
+                           "4294967296:00:00",
+                           "18446744073709551616:00:00",
+                           "0x1:00:00",
+                           "1:00:00.5",
+                           "10:00:00\n"}) {
+    EXPECT_FALSE(parseTimeOfDay(text)) << text;
+  }
+  EXPECT_GT((TimeOfDay{10, 0, 0}), (TimeOfDay{9, 59, 59}));
+}
+
+class StatsLogTest : public testing::Test {
+ protected:
+  StatsLogTest()
+      : directory_(testing::TempDir() + "stats_log_" + std::to_string(getpid())),
+        name_(directory_ + "/dmon-2026-03-07"),
+        log_(directory_, "") {
+    fs::create_directory(directory_);
+  }
+  ~StatsLogTest() override { fs::remove_all(directory_); }
+
+  [[nodiscard]] std::string content() const {
+    std::ifstream file(name_);
+    return {std::istreambuf_iterator<char>(file), {}};
+  }
+  void hold(const std::string& text) const { std::ofstream(name_) << text; }
+  bool openLog(StatsLog::Existing existing = StatsLog::Existing::appendIfValid) {
+    return log_.open("2026-03-07", existing);
+  }
+  // Whether a file with this content is kept when it is opened.
+  bool isKept(const std::string& text) {
+    hold(text);
+    EXPECT_TRUE(openLog());
+    return content() == text;
+  }
+
+  std::string directory_;
+  std::string name_;
+  StatsLog log_;
+};
+
+TEST_F(StatsLogTest, keepsValidFilesAndStartsOthersAfresh) {
+  const std::string header = std::string(kStatsHeader1) + "\n" + std::string(kStatsHeader2) + "\n";
+  const std::string record = std::string(kRecord) + "\n";
+  const std::string padding(LineReader::kLongestLine - std::string_view(kRecord).size(), ' ');
+  std::string large;
+  while (large.size() < 300'000) large += record;
+  EXPECT_TRUE(isKept(""));
+  EXPECT_TRUE(isKept(header + record + header + header + record));
+  EXPECT_TRUE(isKept(header + kRecord)) << "no newline at the end";
+  EXPECT_TRUE(isKept(padding + record)) << "255 characters";
+  EXPECT_TRUE(isKept(large)) << "lines across the blocks that are read";
+  EXPECT_TRUE(isKept(large + kRecord));
+
+  EXPECT_FALSE(isKept(" " + padding + record)) << "256 characters";
+  EXPECT_FALSE(isKept(" " + padding + kRecord));
+  EXPECT_FALSE(isKept(record + "\n"));
+  EXPECT_FALSE(isKept(header + kRecord + "\r\n"));
+  EXPECT_FALSE(isKept(std::string(kStatsHeader1) + " \n"));
+  EXPECT_FALSE(isKept(record + std::string(1, '\0') + record));
+  EXPECT_FALSE(isKept(std::string(100'000, '\0')));
+  EXPECT_FALSE(isKept(std::string(100'000, ' ')));
+  EXPECT_FALSE(isKept(large + " 10:00:00     0   250"));
+  EXPECT_EQ(content(), "");
+}
+
+TEST_F(StatsLogTest, validatesNothingWhereItIsToAppend) {
+  hold("no log\n");
+  ASSERT_TRUE(openLog(StatsLog::Existing::append));
+  ASSERT_TRUE(log_.write("a line\n"));
+  EXPECT_EQ(content(), "no log\na line\n");
+}
+
+TEST_F(StatsLogTest, beginsANewLineBehindOneWithoutNewline) {
+  hold(kRecord);
+  ASSERT_TRUE(openLog());
+  ASSERT_TRUE(log_.write("1\n"));
+  ASSERT_TRUE(log_.write("2\n"));
+  EXPECT_EQ(content(), std::string(kRecord) + "\n1\n2\n");
+}
+
+TEST_F(StatsLogTest, createsAFileThatOnlyTheOwnerMayWrite) {
+  const mode_t before = umask(0);
+  EXPECT_TRUE(openLog());
+  umask(before);
+  struct stat status {};
+  ASSERT_EQ(stat(name_.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777U, 0644U);
+  EXPECT_TRUE(log_.exists());
+  fs::remove(name_);
+  EXPECT_FALSE(log_.exists());
+}
+
+TEST_F(StatsLogTest, opensRegularFilesAlone) {
+  std::ofstream(directory_ + "/target") << "precious\n";
+  fs::create_symlink(directory_ + "/target", name_);
+  EXPECT_FALSE(openLog());
+  EXPECT_EQ(fs::file_size(directory_ + "/target"), 9U);
+  fs::remove(name_);
+  fs::create_symlink(directory_ + "/missing", name_);
+  EXPECT_FALSE(openLog());
+  EXPECT_FALSE(fs::exists(directory_ + "/missing"));
+  fs::remove(name_);
+  fs::create_directory(name_);
+  EXPECT_FALSE(openLog());
+  fs::remove(name_);
+  ASSERT_EQ(mkfifo(name_.c_str(), 0600), 0);
+  EXPECT_FALSE(openLog());
+  EXPECT_FALSE(StatsLog(directory_, "a/b").open("2026-03-07", StatsLog::Existing::append));
+}
+
+TEST_F(StatsLogTest, leavesNoPartOfALineOnAFullDisk) {
+  ASSERT_TRUE(openLog());
+  ASSERT_TRUE(log_.write("whole\n"));
+  const auto previousHandler = std::signal(SIGXFSZ, SIG_IGN);
+  rlimit before{};
+  getrlimit(RLIMIT_FSIZE, &before);
+  const rlimit full{10, before.rlim_max};
+  setrlimit(RLIMIT_FSIZE, &full);
+  const bool partWritten = log_.write("partial\n");
+  setrlimit(RLIMIT_FSIZE, &before);
+  std::signal(SIGXFSZ, previousHandler);
+  EXPECT_FALSE(partWritten);
+  EXPECT_EQ(content(), "whole\n");
+}
+
+}  // namespace
+}  // namespace zanctl

@@ -1,0 +1,378 @@
+// The daemon as it really runs: detached, with its lock and its files on a simulated machine.
+#include "support/host.h"
+
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <csignal>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <optional>
+#include <random>
+#include <sstream>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace zanctl {
+namespace {
+
+namespace fs = std::filesystem;
+using namespace std::chrono_literals;
+
+const std::string kHeader =
+    "#Time       gpu   pwr gtemp mtemp    sm   mem   enc   dec  mclk  pclk\n"
+    "#HH:MM:SS   Idx     W     C     C     %     %     %     %   MHz   MHz\n";
+constexpr const char* kRecord =
+    " 09:00:00     0   250    65     -    85    47    12    40  1200  1446\n";
+
+std::string content(const fs::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+std::size_t sizeOf(const fs::path& path) {
+  std::error_code error;
+  const auto size = fs::file_size(path, error);
+  return error ? 0 : size;
+}
+
+// Asks until it holds; a test that waits in vain fails.
+bool eventually(const std::function<bool()>& holds) {
+  const auto deadline = std::chrono::steady_clock::now() + 20s;
+  while (!holds()) {
+    if (std::chrono::steady_clock::now() > deadline) return false;
+    usleep(500);
+  }
+  return true;
+}
+
+// The rule for a line of the log, spelled once more and otherwise than the program does.
+bool isValidLog(const std::string& text) {
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);) {
+    if (kHeader.find(line + "\n") % 70 == 0) continue;
+    std::istringstream words(line);
+    const std::vector<std::string> tokens(std::istream_iterator<std::string>(words), {});
+    unsigned h = 0;
+    unsigned m = 0;
+    unsigned s = 0;
+    if (tokens.size() != 11 || sscanf(line.c_str(), " %2u:%2u:%2u ", &h, &m, &s) != 3) return false;
+    if (h > 23 || m > 59 || s > 59 || line.size() != 69) return false;
+    for (std::size_t i = 1; i < tokens.size(); ++i) {
+      const bool isDash = tokens[i] == "-" && (i == 2 || (i >= 4 && i <= 8));
+      if (!isDash && tokens[i].find_first_not_of("0123456789") != std::string::npos) return false;
+    }
+  }
+  return text.empty() || text.back() == '\n';
+}
+
+class DaemonTest : public testing::Test {
+ protected:
+  DaemonTest() {
+    fs::create_directories(host_.state() / "run");
+    host_.useClock(Clock::real);
+  }
+  ~DaemonTest() override { stop(); }
+
+  [[nodiscard]] fs::path pidFile() const { return host_.state() / "run/zanctl_daemon.pid"; }
+  [[nodiscard]] fs::path logs() const { return host_.state() / "log/zanctl"; }
+  [[nodiscard]] fs::path log(const std::string& date = "2026-03-07") const {
+    return logs() / ("dmon-" + date);
+  }
+
+  // The process that holds the lock, whatever the file says.
+  [[nodiscard]] std::optional<pid_t> daemonPid() const {
+    const int file = open(pidFile().c_str(), O_RDWR | O_CLOEXEC);
+    if (file < 0) return std::nullopt;
+    struct flock lock {};
+    lock.l_type = F_WRLCK;
+    lock.l_whence = SEEK_SET;
+    const bool asked = fcntl(file, F_GETLK, &lock) == 0;
+    close(file);
+    return asked && lock.l_type != F_UNLCK && lock.l_pid > 1 ? std::optional(lock.l_pid)
+                                                             : std::nullopt;
+  }
+  // A daemon whose clock is virtual never rests, so its processor time is limited, in case that it
+  // outlives the test.
+  Outcome run(const std::string& arguments) {
+    return host_.runScript("ulimit -t 60; exec $zanctl daemon " + arguments);
+  }
+  // Starts a daemon and waits until it runs.
+  void start(const std::string& arguments) {
+    const Outcome run = this->run(arguments);
+    EXPECT_EQ(run.status, 0) << run.out << run.err;
+    ASSERT_TRUE(eventually([this] { return daemonPid() && sizeOf(pidFile()) > 0; }));
+  }
+  void stop() {
+    if (const auto pid = daemonPid()) kill(*pid, SIGKILL);
+    EXPECT_TRUE(eventually([this] { return !daemonPid(); }));
+  }
+  // What the last run printed, also after its first process had ended.
+  [[nodiscard]] std::string outputInTheEnd(std::size_t size) const {
+    eventually([&] { return sizeOf(host_.directory() / "out") >= size; });
+    return content(host_.directory() / "out");
+  }
+  void expectRefusal(const std::string& arguments, const std::string& message) {
+    const Outcome run = this->run(arguments);
+    EXPECT_EQ(run.status, 255) << arguments;
+    EXPECT_EQ(run.out, message) << arguments;
+    EXPECT_FALSE(fs::exists(pidFile())) << arguments;
+  }
+
+  Host host_{"eight-gpu"};
+};
+
+TEST_F(DaemonTest, runsInTheBackgroundOnceAndUntilItIsTerminated) {
+  start("-d 600 -i 0,3");
+  ASSERT_TRUE(eventually([this] { return sizeOf(log()) >= 4 * 70; }));
+  const auto pid = daemonPid();
+  ASSERT_TRUE(pid);
+  EXPECT_EQ(content(pidFile()), std::to_string(*pid) + '\0');
+  EXPECT_EQ(getsid(*pid), *pid);
+  EXPECT_EQ(fs::read_symlink(fmt::format("/proc/{}/cwd", *pid)), "/");
+  EXPECT_NE(content(fmt::format("/proc/{}/status", *pid)).find("Umask:\t0000"), std::string::npos);
+  EXPECT_EQ(fs::status(log()).permissions(), fs::perms{0644});
+  EXPECT_EQ(content(log()).substr(0, 140), kHeader);
+  EXPECT_EQ(content(log()).substr(140, 7), " 12:00:");
+  EXPECT_EQ(content(log()).substr(149, 7), "     0 ");
+  EXPECT_EQ(content(log()).substr(219, 13), "     3     - ");
+
+  const std::string message = fmt::format("Daemon already running with pid {}\n", *pid);
+  EXPECT_EQ(run("-d 1").status, 0);
+  EXPECT_EQ(outputInTheEnd(message.size()), message);
+  EXPECT_EQ(daemonPid(), pid);
+
+  const Outcome end = run("-t");
+  EXPECT_EQ(end.status, 0);
+  EXPECT_EQ(end.out, "");
+  EXPECT_TRUE(eventually([this] { return !daemonPid(); }));
+  EXPECT_TRUE(isValidLog(content(log())));
+}
+
+TEST_F(DaemonTest, opensASessionOfItsOwn) {
+  start("-d 600");
+  ASSERT_TRUE(eventually([this] { return sizeOf(log()) >= 10 * 70; }));
+  stop();
+  // For the reset guard, for the options, and for the daemon.
+  EXPECT_EQ(host_.callCounts()["nvmlInit"], 3);
+  EXPECT_EQ(host_.callCounts()["nvmlShutdown"], 2);
+}
+
+TEST_F(DaemonTest, terminatesNothingWhereNothingRuns) {
+  EXPECT_EQ(run("-t").status, 0);
+  EXPECT_TRUE(eventually([this] { return fs::exists(pidFile()); }));
+  EXPECT_EQ(content(pidFile()), "");
+  std::ofstream(pidFile()) << "4194304";
+  EXPECT_EQ(run("-t").status, 0);
+  EXPECT_EQ(content(pidFile()), "4194304");
+  EXPECT_FALSE(fs::exists(log()));
+}
+
+// Where time passes only by sleeping the daemon samples without rest.
+class RestlessDaemonTest : public DaemonTest {
+ protected:
+  RestlessDaemonTest() { host_.launchWith({"--virtual-clock"}); }
+};
+
+// With the lock held by this test the content of the pid file is ours to choose.
+class HeldLockTest : public DaemonTest {
+ protected:
+  HeldLockTest() : file_(open(pidFile().c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600)) {
+    struct flock lock {};
+    lock.l_type = F_WRLCK;
+    // Of the open file, since that of the process ends with any descriptor of the file.
+    EXPECT_EQ(fcntl(file_, F_OFD_SETLK, &lock), 0);
+  }
+  ~HeldLockTest() override { close(file_); }
+
+  void hold(const std::string& text) const {
+    EXPECT_EQ(ftruncate(file_, 0), 0);
+    EXPECT_EQ(pwrite(file_, text.data(), text.size(), 0), static_cast<ssize_t>(text.size()));
+  }
+  // Waits for the process in the background as well; a pipe ends with the last that holds it.
+  Outcome runToTheEnd(const std::string& arguments) {
+    return host_.runScript("ulimit -t 60; $zanctl daemon " + arguments + " | timeout 20 cat");
+  }
+
+ private:
+  int file_;
+};
+
+TEST_F(HeldLockTest, printsTheTextOfThePidFile) {
+  using namespace std::string_literals;
+  const std::map<std::string, std::string> messages{
+      {"", ""},
+      {"4711\0"s, "Daemon already running with pid 4711\n"},
+      {"\0"s, "Daemon already running with pid \n"},
+      {"a text of more than sixteen characters",
+       "Daemon already running with pid a text of more t\n"}};
+  for (const auto& [text, message] : messages) {
+    hold(text);
+    EXPECT_EQ(runToTheEnd("").out, message) << text;
+    EXPECT_EQ(content(pidFile()), text);
+  }
+}
+
+TEST_F(HeldLockTest, signalsTheProcessThatIsNamedWholeAndNoOther) {
+  const pid_t victim = fork();
+  if (victim == 0) {
+    pause();
+    _exit(0);
+  }
+  const std::string pid = std::to_string(victim);
+  const std::string padded = std::string(17 - pid.size(), '0') + pid;
+  for (const std::string& text : {std::string("0"), std::string("-1"), "-" + pid, pid + "x",
+                                  "x" + pid, padded, std::string("99999999999")}) {
+    hold(text);
+    EXPECT_EQ(runToTheEnd("-t").out, "") << text;
+    EXPECT_EQ(waitpid(victim, nullptr, WNOHANG), 0) << text;
+  }
+  hold(pid + '\0');
+  runToTheEnd("-t");
+  int status = 0;
+  EXPECT_EQ(waitpid(victim, &status, 0), victim);
+  EXPECT_EQ(WTERMSIG(status), SIGKILL);
+}
+
+TEST_F(DaemonTest, refusesInTheOrderOfItsChecks) {
+  host_.launchWith({"--uid", "1000"});
+  expectRefusal("-i 99 -d 0", "Please run this as root\n");
+  host_.launchWith({});
+
+  expectRefusal("-i 99 -d 0", "No device were found\n");
+  std::ofstream(host_.directory() / "file");
+  expectRefusal("-d 0 -p " + (host_.directory() / "file/logs").string(),
+                "create path \"\" failed\n");
+  EXPECT_FALSE(fs::exists(logs()));
+  for (const char* delay : {"0", "601", "-1", "ten", "99999999999999999999", "4294967297"}) {
+    expectRefusal(std::string("-t -d ") + delay,
+                  fmt::format("Collection delay/interval should be between 1 second and 600 "
+                              "seconds.\nThe value -d, --delay is not an allowed value for {}. Run "
+                              "with --help for more information.\n",
+                              delay));
+  }
+  EXPECT_TRUE(fs::is_directory(logs())) << "the directory is made before the delay is looked at";
+}
+
+TEST_F(DaemonTest, settlesTheDirectoryAsThePlatformResolvesIt) {
+  const fs::path& base = host_.directory();
+  fs::create_directories(base / "logs");
+  start("-d 600 -j rackA -p " + (base / "./logs/../logs/").string());
+  EXPECT_TRUE(eventually([&] { return sizeOf(base / "logs/dmon-2026-03-07-rackA") > 140; }));
+  stop();
+  start("-d 5x -p " + (base / "new/deeper").string());
+  EXPECT_TRUE(eventually([&] { return sizeOf(base / "new/dmon-2026-03-07") > 140; }))
+      << "the part of the path up to the first missing name";
+  stop();
+}
+
+TEST_F(DaemonTest, saysThatItCannotCreateItsFile) {
+  const auto expectFailure = [this](const std::string& arguments, const fs::path& name) {
+    const std::string message = fmt::format("Failed to create the log file {}\n", name.string());
+    EXPECT_EQ(this->run(arguments).status, 0);
+    EXPECT_EQ(outputInTheEnd(message.size()), message);
+    EXPECT_TRUE(eventually([this] { return !daemonPid(); }));
+  };
+  expectFailure("-j a/b", "/var/log/zanctl/dmon-2026-03-07-a/b");
+  fs::create_symlink(host_.directory() / "target", log());
+  expectFailure("", "/var/log/zanctl/dmon-2026-03-07");
+  EXPECT_FALSE(fs::exists(host_.directory() / "target"));
+  std::ofstream(host_.directory() / "file");
+  const std::string file = fs::canonical(host_.directory() / "file").string();
+  expectFailure("-p " + file, file + "/dmon-2026-03-07");
+}
+
+TEST_F(RestlessDaemonTest, endsWhenItsFileVanishes) {
+  start("-d 1");
+  ASSERT_TRUE(eventually([this] { return sizeOf(log()) > 140; }));
+  fs::rename(log(), host_.directory() / "moved");
+  // Under the virtual clock the next day is there at once: the name is that of the day.
+  const std::string message = "Failed to write the log file /var/log/zanctl/dmon-2026-03-07\n";
+  EXPECT_EQ(outputInTheEnd(message.size()), message);
+  EXPECT_TRUE(eventually([this] { return !daemonPid(); }));
+  EXPECT_TRUE(isValidLog(content(host_.directory() / "moved")));
+}
+
+TEST_F(RestlessDaemonTest, gathersADayInOneFileThroughKillsAtRandomMoments) {
+  std::minstd_rand random(20260307);
+  std::size_t size = 0;
+  for (int round = 0; round < 100; ++round) {
+    start("-d 1");
+    usleep(static_cast<useconds_t>(random() % 8000));
+    stop();
+    ASSERT_TRUE(eventually([this] { return sizeOf(log()) % 70 == 0; })) << "a line was cut";
+    // An invalid file would be started afresh, so one that only grows was valid every time.
+    ASSERT_GE(sizeOf(log()), size);
+    size = sizeOf(log());
+  }
+  for (const fs::directory_entry& file : fs::directory_iterator(logs())) {
+    EXPECT_TRUE(isValidLog(content(file.path()))) << file.path();
+  }
+  EXPECT_GT(size, 10'000U);
+}
+
+TEST_F(DaemonTest, appendsToAValidFileAndStartsAnyOtherAfresh) {
+  const auto contentAfterAStart = [this](const std::string& before) {
+    stop();
+    std::ofstream(log()) << before;
+    start("-d 600 -i 0");
+    eventually([&] {
+      const std::string now = content(log());
+      return now != before && now.size() % 70 == 0 && now.size() >= 3 * 70;
+    });
+    stop();
+    return content(log());
+  };
+  fs::create_directories(logs());
+  const std::string valid = kHeader + kRecord;
+  EXPECT_EQ(contentAfterAStart(valid).substr(0, valid.size() + kHeader.size()), valid + kHeader);
+  EXPECT_EQ(contentAfterAStart(valid.substr(0, valid.size() - 1)).substr(0, valid.size() + 140),
+            valid + kHeader)
+      << "the last line gets the newline that it lacks";
+  for (const char* token : {"\r\n", " 0\n", "\n\n"}) {
+    EXPECT_EQ(contentAfterAStart(valid.substr(0, valid.size() - 1) + token).substr(0, 147),
+              kHeader + " 12:00:");
+  }
+}
+
+TEST_F(RestlessDaemonTest, writesAFilePerDay) {
+  start("-d 600 -i 1");
+  ASSERT_TRUE(eventually([this] { return fs::exists(log("2026-03-10")); }));
+  stop();
+  const auto count = [](const std::string& text, const std::string& part) {
+    std::size_t found = 0;
+    for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++found;
+    return found;
+  };
+  const std::string first = content(log());
+  EXPECT_EQ(count(first, " 12:00:00 "), 1U);
+  EXPECT_EQ(count(first, kHeader), 2U) << "72 cycles";
+  EXPECT_EQ(first.size(), (72 + 2 * 2) * 70U);
+  for (const char* date : {"2026-03-08", "2026-03-09"}) {
+    const std::string day = content(log(date));
+    EXPECT_EQ(day.substr(0, 156), kHeader + " 00:00:00     1 ") << date;
+    EXPECT_EQ(count(day, kHeader), 4U) << "144 cycles";
+    EXPECT_EQ(day.size(), (144 + 4 * 2) * 70U);
+    EXPECT_TRUE(isValidLog(day));
+  }
+}
+
+TEST_F(RestlessDaemonTest, goesOnWhenTheClockIsSetBack) {
+  start("-d 600 -i 1");
+  ASSERT_TRUE(eventually([this] { return fs::exists(log("2026-03-09")); }));
+  const std::size_t size = sizeOf(log());
+  // The machine's clock begins at noon of the first day with every command.
+  EXPECT_EQ(host_.run("-L").status, 0);
+  EXPECT_TRUE(eventually([&] { return sizeOf(log()) > size; }));
+  EXPECT_TRUE(daemonPid());
+  stop();
+  EXPECT_EQ(content(log()).substr(size, kHeader.size()), kHeader);
+}
+
+}  // namespace
+}  // namespace zanctl
