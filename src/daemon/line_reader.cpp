@@ -8,7 +8,7 @@
 namespace zanctl {
 namespace {
 
-constexpr std::size_t kBlockSize = 64 * 1024;
+constexpr std::size_t kBlockSize = 65'536;
 
 }  // namespace
 

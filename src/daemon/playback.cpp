@@ -31,7 +31,7 @@ Playback::Answer Playback::nextRecord(const StatsRecord& record) {
   return beginsCycle ? Answer::pauseAndPrint : Answer::print;
 }
 
-bool Playback::isInRange(const TimeOfDay& time) const {
+bool Playback::isInRange(TimeOfDay time) const {
   return range_.begin <= time && time <= range_.end;
 }
 

@@ -11,8 +11,8 @@
 namespace zanctl {
 
 struct TimeRange {
-  TimeOfDay begin{0, 0, 0};
-  TimeOfDay end{23, 59, 59};  // within the range
+  TimeOfDay begin = 0;
+  TimeOfDay end = 86'399;  // within the range
 };
 
 class Playback {
@@ -32,7 +32,7 @@ class Playback {
  private:
   Answer nextHeader(bool isSecondLine);
   Answer nextRecord(const StatsRecord& record);
-  [[nodiscard]] bool isInRange(const TimeOfDay& time) const;
+  [[nodiscard]] bool isInRange(TimeOfDay time) const;
 
   TimeRange range_;
   DeviceSet selection_;

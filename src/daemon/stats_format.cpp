@@ -79,9 +79,11 @@ std::optional<TimeOfDay> parseTimeOfDay(std::string_view text) {
   const std::array parts = {text.substr(0, first), text.substr(first + 1, second - first - 1),
                             text.substr(second + 1)};
   if (!std::all_of(parts.begin(), parts.end(), isNumber)) return std::nullopt;
-  const TimeOfDay time{numberOf(parts[0]), numberOf(parts[1]), numberOf(parts[2])};
-  if (time.hours > 23 || time.minutes > 59 || time.seconds > 59) return std::nullopt;
-  return time;
+  const std::uint32_t hours = numberOf(parts[0]);
+  const std::uint32_t minutes = numberOf(parts[1]);
+  const std::uint32_t seconds = numberOf(parts[2]);
+  if (hours > 23 || minutes > 59 || seconds > 59) return std::nullopt;
+  return (hours * 60 + minutes) * 60 + seconds;
 }
 
 std::optional<StatsRecord> parseStatsLine(std::string_view line) {

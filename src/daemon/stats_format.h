@@ -4,7 +4,6 @@
 
 #include "device/records.h"
 
-#include <compare>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -26,15 +25,10 @@ std::string statsFileName(std::string_view directory, std::string_view suffix,
 // The line of one GPU in one sampling cycle, newline included. The time is "HH:MM:SS".
 std::string statsLine(std::string_view time, std::uint32_t gpu, const MonitorReading& reading);
 
-struct TimeOfDay {
-  std::uint32_t hours;
-  std::uint32_t minutes;
-  std::uint32_t seconds;
+// Seconds since midnight, 0 to 86399.
+using TimeOfDay = std::uint32_t;
 
-  auto operator<=>(const TimeOfDay&) const = default;
-};
-
-// Three numbers separated by ":", up to 23:59:59; empty for anything else.
+// Reads hours, minutes and seconds, separated by ":" and up to 23:59:59; empty for anything else.
 std::optional<TimeOfDay> parseTimeOfDay(std::string_view text);
 
 struct StatsRecord {

@@ -9,7 +9,7 @@ namespace zanctl {
 namespace {
 
 constexpr TimeRange kWholeDay;
-constexpr TimeRange kTenToEleven{{10, 0, 0}, {11, 0, 0}};
+constexpr TimeRange kTenToEleven{10 * 3600, 11 * 3600};
 
 // What becomes of a log: "H1" and "H2" stand for its header lines, "GPU@TIME" for a record.
 // Lines that are shown come back, "|" stands for a pause before one and "." for the end.

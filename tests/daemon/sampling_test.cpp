@@ -61,13 +61,6 @@ TEST_F(SamplingTest, writesTheHeaderInEveryFortiethCycle) {
   EXPECT_EQ(content("2026-03-07"), expected);
 }
 
-TEST_F(SamplingTest, gathersTheSameDayAcrossStartsAndSelections) {
-  ASSERT_EQ(sampling().runCycle(kNoon), CycleEnd::written);
-  ASSERT_EQ(sampling({1}).runCycle(kNoon + 1), CycleEnd::written);
-  EXPECT_EQ(content("2026-03-07"), header_ + record("12:00:00", 0) + record("12:00:00", 1) +
-                                       header_ + record("12:00:01", 1));
-}
-
 TEST_F(SamplingTest, changesTheFileWithTheDateAlsoWhenTheClockIsSetBack) {
   Sampling daemon = sampling({0});
   const std::time_t midnight = kNoon + kDay / 2;
@@ -78,16 +71,6 @@ TEST_F(SamplingTest, changesTheFileWithTheDateAlsoWhenTheClockIsSetBack) {
             header_ + record("23:59:59", 0) + header_ + record("23:00:00", 0));
   EXPECT_EQ(content("2026-03-08"),
             header_ + record("00:00:00", 0) + header_ + record("00:00:01", 0));
-}
-
-TEST_F(SamplingTest, saysWhatBecameOfTheFile) {
-  Sampling daemon = sampling();
-  ASSERT_EQ(daemon.runCycle(kNoon), CycleEnd::written);
-  fs::remove(directory_ + "/dmon-2026-03-07");
-  EXPECT_EQ(daemon.runCycle(kNoon), CycleEnd::notWritten);
-  fs::create_directory(directory_ + "/dmon-2026-03-08");
-  EXPECT_EQ(daemon.runCycle(kNoon + kDay), CycleEnd::notCreated);
-  EXPECT_EQ(daemon.log().fileName(), directory_ + "/dmon-2026-03-08");
 }
 
 TEST_F(SamplingTest, asksForABoardsPowerOnceInEveryCycle) {

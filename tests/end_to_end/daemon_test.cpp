@@ -176,7 +176,7 @@ TEST_F(DaemonTest, terminatesNothingWhereNothingRuns) {
 // Where time passes only by sleeping the daemon samples without rest.
 class RestlessDaemonTest : public DaemonTest {
  protected:
-  RestlessDaemonTest() { host_.launchWith({"--virtual-clock"}); }
+  RestlessDaemonTest() { host_.useClock(Clock::standing); }
 };
 
 // With the lock held by this test the content of the pid file is ours to choose.
@@ -360,18 +360,6 @@ TEST_F(RestlessDaemonTest, writesAFilePerDay) {
     EXPECT_EQ(day.size(), (144 + 4 * 2) * 70U);
     EXPECT_TRUE(isValidLog(day));
   }
-}
-
-TEST_F(RestlessDaemonTest, goesOnWhenTheClockIsSetBack) {
-  start("-d 600 -i 1");
-  ASSERT_TRUE(eventually([this] { return fs::exists(log("2026-03-09")); }));
-  const std::size_t size = sizeOf(log());
-  // The machine's clock begins at noon of the first day with every command.
-  EXPECT_EQ(host_.run("-L").status, 0);
-  EXPECT_TRUE(eventually([&] { return sizeOf(log()) > size; }));
-  EXPECT_TRUE(daemonPid());
-  stop();
-  EXPECT_EQ(content(log()).substr(size, kHeader.size()), kHeader);
 }
 
 }  // namespace
