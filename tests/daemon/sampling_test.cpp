@@ -17,14 +17,14 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::time_t kNoon = 1772884800;  // of 7 March 2026, UTC
-constexpr std::time_t kDay = 24 * 60 * 60;
+constexpr std::time_t kDay = 86'400;
 
 class SamplingTest : public FakeLibrary {
  protected:
-  SamplingTest() : directory_(testing::TempDir() + "sampling_" + std::to_string(getpid())) {
+  SamplingTest() : directory(testing::TempDir() + "sampling_" + std::to_string(getpid())) {
     setenv("TZ", "UTC0", 1);
     tzset();
-    fs::create_directory(directory_);
+    fs::create_directory(directory);
     holdDevices(2);
     library().nvmlDeviceGetTemperature.bind(
         [](nvmlDevice_t device, nvmlTemperatureSensors_t, unsigned int* temperature) {
@@ -32,13 +32,13 @@ class SamplingTest : public FakeLibrary {
           return NVML_SUCCESS;
         });
   }
-  ~SamplingTest() override { fs::remove_all(directory_); }
+  ~SamplingTest() override { fs::remove_all(directory); }
 
   [[nodiscard]] Sampling sampling(DeviceSet selection = {}) const {
-    return Sampling(StatsLog(directory_, ""), std::move(selection));
+    return Sampling(StatsLog(directory, ""), std::move(selection));
   }
   [[nodiscard]] std::string content(const std::string& date) const {
-    std::ifstream file(directory_ + "/dmon-" + date);
+    std::ifstream file(directory + "/dmon-" + date);
     return {std::istreambuf_iterator<char>(file), {}};
   }
   static std::string record(const std::string& time, int gpu) {
@@ -46,15 +46,15 @@ class SamplingTest : public FakeLibrary {
            "     -     0     0     0     0     0     0\n";
   }
 
-  const std::string header_ = std::string(kStatsHeader1) + "\n" + std::string(kStatsHeader2) + "\n";
-  std::string directory_;
+  const std::string header = std::string(kStatsHeader1) + "\n" + std::string(kStatsHeader2) + "\n";
+  std::string directory;
 };
 
 TEST_F(SamplingTest, writesTheHeaderInEveryFortiethCycle) {
   Sampling daemon = sampling();
   std::string expected;
   for (int cycle = 0; cycle < 81; ++cycle) {
-    if (cycle % 40 == 0) expected += header_;
+    if (cycle % 40 == 0) expected += header;
     expected += record("12:00:00", 0) + record("12:00:00", 1);
     ASSERT_EQ(daemon.runCycle(kNoon), CycleEnd::written);
   }
@@ -67,10 +67,8 @@ TEST_F(SamplingTest, changesTheFileWithTheDateAlsoWhenTheClockIsSetBack) {
   for (const std::time_t now : {midnight - 1, midnight, midnight - 3600, midnight + 1}) {
     ASSERT_EQ(daemon.runCycle(now), CycleEnd::written);
   }
-  EXPECT_EQ(content("2026-03-07"),
-            header_ + record("23:59:59", 0) + header_ + record("23:00:00", 0));
-  EXPECT_EQ(content("2026-03-08"),
-            header_ + record("00:00:00", 0) + header_ + record("00:00:01", 0));
+  EXPECT_EQ(content("2026-03-07"), header + record("23:59:59", 0) + header + record("23:00:00", 0));
+  EXPECT_EQ(content("2026-03-08"), header + record("00:00:00", 0) + header + record("00:00:01", 0));
 }
 
 TEST_F(SamplingTest, asksForABoardsPowerOnceInEveryCycle) {

@@ -110,20 +110,20 @@ TEST(TimeOfDay, takesThreeNumbersInTheirRanges) {
 class StatsLogTest : public testing::Test {
  protected:
   StatsLogTest()
-      : directory_(testing::TempDir() + "stats_log_" + std::to_string(getpid())),
-        name_(directory_ + "/dmon-2026-03-07"),
-        log_(directory_, "") {
-    fs::create_directory(directory_);
+      : directory(testing::TempDir() + "stats_log_" + std::to_string(getpid())),
+        name(directory + "/dmon-2026-03-07"),
+        log(directory, "") {
+    fs::create_directory(directory);
   }
-  ~StatsLogTest() override { fs::remove_all(directory_); }
+  ~StatsLogTest() override { fs::remove_all(directory); }
 
   [[nodiscard]] std::string content() const {
-    std::ifstream file(name_);
+    std::ifstream file(name);
     return {std::istreambuf_iterator<char>(file), {}};
   }
-  void hold(const std::string& text) const { std::ofstream(name_) << text; }
+  void hold(const std::string& text) const { std::ofstream(name) << text; }
   bool openLog(StatsLog::Existing existing = StatsLog::Existing::appendIfValid) {
-    return log_.open("2026-03-07", existing);
+    return log.open("2026-03-07", existing);
   }
   // Whether a file with this content is kept when it is opened.
   bool isKept(const std::string& text) {
@@ -132,9 +132,9 @@ class StatsLogTest : public testing::Test {
     return content() == text;
   }
 
-  std::string directory_;
-  std::string name_;
-  StatsLog log_;
+  std::string directory;
+  std::string name;
+  StatsLog log;
 };
 
 TEST_F(StatsLogTest, keepsValidFilesAndStartsOthersAfresh) {
@@ -165,15 +165,15 @@ TEST_F(StatsLogTest, keepsValidFilesAndStartsOthersAfresh) {
 TEST_F(StatsLogTest, validatesNothingWhereItIsToAppend) {
   hold("no log\n");
   ASSERT_TRUE(openLog(StatsLog::Existing::append));
-  ASSERT_TRUE(log_.write("a line\n"));
+  ASSERT_TRUE(log.write("a line\n"));
   EXPECT_EQ(content(), "no log\na line\n");
 }
 
 TEST_F(StatsLogTest, beginsANewLineBehindOneWithoutNewline) {
   hold(kRecord);
   ASSERT_TRUE(openLog());
-  ASSERT_TRUE(log_.write("1\n"));
-  ASSERT_TRUE(log_.write("2\n"));
+  ASSERT_TRUE(log.write("1\n"));
+  ASSERT_TRUE(log.write("2\n"));
   EXPECT_EQ(content(), std::string(kRecord) + "\n1\n2\n");
 }
 
@@ -182,40 +182,40 @@ TEST_F(StatsLogTest, createsAFileThatOnlyTheOwnerMayWrite) {
   EXPECT_TRUE(openLog());
   umask(before);
   struct stat status {};
-  ASSERT_EQ(stat(name_.c_str(), &status), 0);
+  ASSERT_EQ(stat(name.c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 0777U, 0644U);
-  EXPECT_TRUE(log_.exists());
-  fs::remove(name_);
-  EXPECT_FALSE(log_.exists());
+  EXPECT_TRUE(log.exists());
+  fs::remove(name);
+  EXPECT_FALSE(log.exists());
 }
 
 TEST_F(StatsLogTest, opensRegularFilesAlone) {
-  std::ofstream(directory_ + "/target") << "precious\n";
-  fs::create_symlink(directory_ + "/target", name_);
+  std::ofstream(directory + "/target") << "precious\n";
+  fs::create_symlink(directory + "/target", name);
   EXPECT_FALSE(openLog());
-  EXPECT_EQ(fs::file_size(directory_ + "/target"), 9U);
-  fs::remove(name_);
-  fs::create_symlink(directory_ + "/missing", name_);
+  EXPECT_EQ(fs::file_size(directory + "/target"), 9U);
+  fs::remove(name);
+  fs::create_symlink(directory + "/missing", name);
   EXPECT_FALSE(openLog());
-  EXPECT_FALSE(fs::exists(directory_ + "/missing"));
-  fs::remove(name_);
-  fs::create_directory(name_);
+  EXPECT_FALSE(fs::exists(directory + "/missing"));
+  fs::remove(name);
+  fs::create_directory(name);
   EXPECT_FALSE(openLog());
-  fs::remove(name_);
-  ASSERT_EQ(mkfifo(name_.c_str(), 0600), 0);
+  fs::remove(name);
+  ASSERT_EQ(mkfifo(name.c_str(), 0600), 0);
   EXPECT_FALSE(openLog());
-  EXPECT_FALSE(StatsLog(directory_, "a/b").open("2026-03-07", StatsLog::Existing::append));
+  EXPECT_FALSE(StatsLog(directory, "a/b").open("2026-03-07", StatsLog::Existing::append));
 }
 
 TEST_F(StatsLogTest, leavesNoPartOfALineOnAFullDisk) {
   ASSERT_TRUE(openLog());
-  ASSERT_TRUE(log_.write("whole\n"));
+  ASSERT_TRUE(log.write("whole\n"));
   const auto previousHandler = std::signal(SIGXFSZ, SIG_IGN);
   rlimit before{};
   getrlimit(RLIMIT_FSIZE, &before);
   const rlimit full{10, before.rlim_max};
   setrlimit(RLIMIT_FSIZE, &full);
-  const bool partWritten = log_.write("partial\n");
+  const bool partWritten = log.write("partial\n");
   setrlimit(RLIMIT_FSIZE, &before);
   std::signal(SIGXFSZ, previousHandler);
   EXPECT_FALSE(partWritten);

@@ -12,6 +12,7 @@
 #include <optional>
 #include <random>
 #include <sstream>
+#include <string_view>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -24,7 +25,7 @@ namespace {
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 
-const std::string kHeader =
+constexpr std::string_view kHeader =
     "#Time       gpu   pwr gtemp mtemp    sm   mem   enc   dec  mclk  pclk\n"
     "#HH:MM:SS   Idx     W     C     C     %     %     %     %   MHz   MHz\n";
 constexpr const char* kRecord =
@@ -58,11 +59,9 @@ bool isValidLog(const std::string& text) {
     if (kHeader.find(line + "\n") % 70 == 0) continue;
     std::istringstream words(line);
     const std::vector<std::string> tokens(std::istream_iterator<std::string>(words), {});
-    unsigned h = 0;
-    unsigned m = 0;
-    unsigned s = 0;
-    if (tokens.size() != 11 || sscanf(line.c_str(), " %2u:%2u:%2u ", &h, &m, &s) != 3) return false;
-    if (h > 23 || m > 59 || s > 59 || line.size() != 69) return false;
+    tm time{};
+    const char* const behind = strptime(line.c_str(), " %H:%M:%S   ", &time);
+    if (tokens.size() != 11 || behind == nullptr || line.size() != 69) return false;
     for (std::size_t i = 1; i < tokens.size(); ++i) {
       const bool isDash = tokens[i] == "-" && (i == 2 || (i >= 4 && i <= 8));
       if (!isDash && tokens[i].find_first_not_of("0123456789") != std::string::npos) return false;
@@ -74,13 +73,13 @@ bool isValidLog(const std::string& text) {
 class DaemonTest : public testing::Test {
  protected:
   DaemonTest() {
-    fs::create_directories(host_.state() / "run");
-    host_.useClock(Clock::real);
+    fs::create_directories(host.state() / "run");
+    host.useClock(Clock::real);
   }
   ~DaemonTest() override { stop(); }
 
-  [[nodiscard]] fs::path pidFile() const { return host_.state() / "run/zanctl_daemon.pid"; }
-  [[nodiscard]] fs::path logs() const { return host_.state() / "log/zanctl"; }
+  [[nodiscard]] fs::path pidFile() const { return host.state() / "run/zanctl_daemon.pid"; }
+  [[nodiscard]] fs::path logs() const { return host.state() / "log/zanctl"; }
   [[nodiscard]] fs::path log(const std::string& date = "2026-03-07") const {
     return logs() / ("dmon-" + date);
   }
@@ -100,7 +99,7 @@ class DaemonTest : public testing::Test {
   // A daemon whose clock is virtual never rests, so its processor time is limited, in case that it
   // outlives the test.
   Outcome run(const std::string& arguments) {
-    return host_.runScript("ulimit -t 60; exec $zanctl daemon " + arguments);
+    return host.runScript("ulimit -t 60; exec $zanctl daemon " + arguments);
   }
   // Starts a daemon and waits until it runs.
   void start(const std::string& arguments) {
@@ -114,8 +113,8 @@ class DaemonTest : public testing::Test {
   }
   // What the last run printed, also after its first process had ended.
   [[nodiscard]] std::string outputInTheEnd(std::size_t size) const {
-    eventually([&] { return sizeOf(host_.directory() / "out") >= size; });
-    return content(host_.directory() / "out");
+    eventually([&] { return sizeOf(host.directory() / "out") >= size; });
+    return content(host.directory() / "out");
   }
   void expectRefusal(const std::string& arguments, const std::string& message) {
     const Outcome run = this->run(arguments);
@@ -124,7 +123,7 @@ class DaemonTest : public testing::Test {
     EXPECT_FALSE(fs::exists(pidFile())) << arguments;
   }
 
-  Host host_{"eight-gpu"};
+  Host host{"eight-gpu"};
 };
 
 TEST_F(DaemonTest, runsInTheBackgroundOnceAndUntilItIsTerminated) {
@@ -159,8 +158,8 @@ TEST_F(DaemonTest, opensASessionOfItsOwn) {
   ASSERT_TRUE(eventually([this] { return sizeOf(log()) >= 10 * 70; }));
   stop();
   // For the reset guard, for the options, and for the daemon.
-  EXPECT_EQ(host_.callCounts()["nvmlInit"], 3);
-  EXPECT_EQ(host_.callCounts()["nvmlShutdown"], 2);
+  EXPECT_EQ(host.callCounts()["nvmlInit"], 3);
+  EXPECT_EQ(host.callCounts()["nvmlShutdown"], 2);
 }
 
 TEST_F(DaemonTest, terminatesNothingWhereNothingRuns) {
@@ -176,7 +175,7 @@ TEST_F(DaemonTest, terminatesNothingWhereNothingRuns) {
 // Where time passes only by sleeping the daemon samples without rest.
 class RestlessDaemonTest : public DaemonTest {
  protected:
-  RestlessDaemonTest() { host_.useClock(Clock::standing); }
+  RestlessDaemonTest() { host.useClock(Clock::standing); }
 };
 
 // With the lock held by this test the content of the pid file is ours to choose.
@@ -196,7 +195,7 @@ class HeldLockTest : public DaemonTest {
   }
   // Waits for the process in the background as well; a pipe ends with the last that holds it.
   Outcome runToTheEnd(const std::string& arguments) {
-    return host_.runScript("ulimit -t 60; $zanctl daemon " + arguments + " | timeout 20 cat");
+    return host.runScript("ulimit -t 60; $zanctl daemon " + arguments + " | timeout 20 cat");
   }
 
  private:
@@ -240,13 +239,13 @@ TEST_F(HeldLockTest, signalsTheProcessThatIsNamedWholeAndNoOther) {
 }
 
 TEST_F(DaemonTest, refusesInTheOrderOfItsChecks) {
-  host_.launchWith({"--uid", "1000"});
+  host.launchWith({"--uid", "1000"});
   expectRefusal("-i 99 -d 0", "Please run this as root\n");
-  host_.launchWith({});
+  host.launchWith({});
 
   expectRefusal("-i 99 -d 0", "No device were found\n");
-  std::ofstream(host_.directory() / "file");
-  expectRefusal("-d 0 -p " + (host_.directory() / "file/logs").string(),
+  std::ofstream(host.directory() / "file");
+  expectRefusal("-d 0 -p " + (host.directory() / "file/logs").string(),
                 "create path \"\" failed\n");
   EXPECT_FALSE(fs::exists(logs()));
   for (const char* delay : {"0", "601", "-1", "ten", "99999999999999999999", "4294967297"}) {
@@ -260,7 +259,7 @@ TEST_F(DaemonTest, refusesInTheOrderOfItsChecks) {
 }
 
 TEST_F(DaemonTest, settlesTheDirectoryAsThePlatformResolvesIt) {
-  const fs::path& base = host_.directory();
+  const fs::path& base = host.directory();
   fs::create_directories(base / "logs");
   start("-d 600 -j rackA -p " + (base / "./logs/../logs/").string());
   EXPECT_TRUE(eventually([&] { return sizeOf(base / "logs/dmon-2026-03-07-rackA") > 140; }));
@@ -279,23 +278,23 @@ TEST_F(DaemonTest, saysThatItCannotCreateItsFile) {
     EXPECT_TRUE(eventually([this] { return !daemonPid(); }));
   };
   expectFailure("-j a/b", "/var/log/zanctl/dmon-2026-03-07-a/b");
-  fs::create_symlink(host_.directory() / "target", log());
+  fs::create_symlink(host.directory() / "target", log());
   expectFailure("", "/var/log/zanctl/dmon-2026-03-07");
-  EXPECT_FALSE(fs::exists(host_.directory() / "target"));
-  std::ofstream(host_.directory() / "file");
-  const std::string file = fs::canonical(host_.directory() / "file").string();
+  EXPECT_FALSE(fs::exists(host.directory() / "target"));
+  std::ofstream(host.directory() / "file");
+  const std::string file = fs::canonical(host.directory() / "file").string();
   expectFailure("-p " + file, file + "/dmon-2026-03-07");
 }
 
 TEST_F(RestlessDaemonTest, endsWhenItsFileVanishes) {
   start("-d 1");
   ASSERT_TRUE(eventually([this] { return sizeOf(log()) > 140; }));
-  fs::rename(log(), host_.directory() / "moved");
+  fs::rename(log(), host.directory() / "moved");
   // Under the virtual clock the next day is there at once: the name is that of the day.
   const std::string message = "Failed to write the log file /var/log/zanctl/dmon-2026-03-07\n";
   EXPECT_EQ(outputInTheEnd(message.size()), message);
   EXPECT_TRUE(eventually([this] { return !daemonPid(); }));
-  EXPECT_TRUE(isValidLog(content(host_.directory() / "moved")));
+  EXPECT_TRUE(isValidLog(content(host.directory() / "moved")));
 }
 
 TEST_F(RestlessDaemonTest, gathersADayInOneFileThroughKillsAtRandomMoments) {
@@ -329,14 +328,15 @@ TEST_F(DaemonTest, appendsToAValidFileAndStartsAnyOtherAfresh) {
     return content(log());
   };
   fs::create_directories(logs());
-  const std::string valid = kHeader + kRecord;
-  EXPECT_EQ(contentAfterAStart(valid).substr(0, valid.size() + kHeader.size()), valid + kHeader);
+  const std::string header(kHeader);
+  const std::string valid = header + kRecord;
+  EXPECT_EQ(contentAfterAStart(valid).substr(0, valid.size() + kHeader.size()), valid + header);
   EXPECT_EQ(contentAfterAStart(valid.substr(0, valid.size() - 1)).substr(0, valid.size() + 140),
-            valid + kHeader)
+            valid + header)
       << "the last line gets the newline that it lacks";
   for (const char* token : {"\r\n", " 0\n", "\n\n"}) {
     EXPECT_EQ(contentAfterAStart(valid.substr(0, valid.size() - 1) + token).substr(0, 147),
-              kHeader + " 12:00:");
+              header + " 12:00:");
   }
 }
 
@@ -344,7 +344,7 @@ TEST_F(RestlessDaemonTest, writesAFilePerDay) {
   start("-d 600 -i 1");
   ASSERT_TRUE(eventually([this] { return fs::exists(log("2026-03-10")); }));
   stop();
-  const auto count = [](const std::string& text, const std::string& part) {
+  const auto count = [](std::string_view text, std::string_view part) {
     std::size_t found = 0;
     for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++found;
     return found;
@@ -355,7 +355,7 @@ TEST_F(RestlessDaemonTest, writesAFilePerDay) {
   EXPECT_EQ(first.size(), (72 + 2 * 2) * 70U);
   for (const char* date : {"2026-03-08", "2026-03-09"}) {
     const std::string day = content(log(date));
-    EXPECT_EQ(day.substr(0, 156), kHeader + " 00:00:00     1 ") << date;
+    EXPECT_EQ(day.substr(0, 156), std::string(kHeader) + " 00:00:00     1 ") << date;
     EXPECT_EQ(count(day, kHeader), 4U) << "144 cycles";
     EXPECT_EQ(day.size(), (144 + 4 * 2) * 70U);
     EXPECT_TRUE(isValidLog(day));
