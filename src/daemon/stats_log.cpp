@@ -7,6 +7,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace zanctl {
@@ -40,9 +41,25 @@ bool endsWithinALine(const Descriptor& file) {
   return end > 0 && pread(file.number(), &last, 1, end - 1) == 1 && last != '\n';
 }
 
+bool crossesAPage(off_t begin, std::size_t length) {
+  const auto page = static_cast<off_t>(sysconf(_SC_PAGESIZE));
+  return begin % page + static_cast<off_t>(length) > page;
+}
+
 // Whether it worked is told by the file's size.
 void append(const Descriptor& file, std::string_view text) {
   while (write(file.number(), text.data(), text.size()) < 0 && errno == EINTR) {
+  }
+}
+
+// The kernel appends page by page, and a process that is killed in between leaves the part on the
+// first page. What kills the daemon does not reach its child, which shares its memory, so that
+// nothing is copied.
+void appendInChild(const Descriptor& file, std::string_view text) {
+  const pid_t child = vfork();
+  if (child <= 0) append(file, text);
+  if (child == 0) _exit(0);
+  while (child > 0 && waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
   }
 }
 
@@ -67,7 +84,11 @@ bool StatsLog::write(std::string_view lines) {
   const std::string text = (lacksNewline_ ? "\n" : "") + std::string(lines);
   const off_t before = size(file_);
   if (before < 0) return false;
-  append(file_, text);
+  if (crossesAPage(before, text.size())) {
+    appendInChild(file_, text);
+  } else {
+    append(file_, text);
+  }
   if (size(file_) == before + static_cast<off_t>(text.size())) {
     lacksNewline_ = false;
     return true;

@@ -35,57 +35,6 @@ std::string written(const Summary& summary) {
   return out.str();
 }
 
-TEST(Summary, withoutGpusIsTheEmptyTable) {
-  EXPECT_EQ(written(emptySummary()),
-            R"(Timestamp    Sat Mar  7 00:04:05 2026
-+-----------------------------------------------------------------------------+
-|  ZAN-ML: 12.3.1      Driver Version: 535.104     CUDA Version: N/A          |
-|-------------------------------+----------------------+----------------------|
-| GPU  Name                     | Bus-Id               | Clock-SM  Clock-Mem  |
-| Fan  Temp  Perf  Pwr:Usage/Cap|      Memory-Usage    | GPU-Util  Compute M. |
-|===============================+======================+======================|
-
-+-----------------------------------------------------------------------------+
-| Processes:                                                       GPU Memory |
-|  GPU        PID      Process name                                Usage(MiB) |
-|=============================================================================|
-|  No running processes found                                                 |
-+-----------------------------------------------------------------------------+
-)");
-}
-
-TEST(Summary, showsABoardsPowerOnItsFirstGpuOnly) {
-  Summary summary = emptySummary();
-  summary.gpus = {gpu(0, 0), gpu(1, 1), gpu(10, kUnavailable)};
-  const std::string text = written(summary);
-  EXPECT_NE(
-      text.find(R"(| 0    Zanthe KV100 with a name | 00000000:3B:00.0     | 1410MHz   1215MHz    |
-| 42%  61C   P0    140W / 500W  | 960MiB / 40960MiB    | 97%       Default    |
-)"),
-      std::string::npos)
-      << text;
-  EXPECT_NE(text.find("| 42%  61C   P0    N/A / N/A    |"), std::string::npos) << text;
-  EXPECT_NE(text.find("| 42%  61C   P0    71W / 250W   |"), std::string::npos) << text;
-}
-
-TEST(Summary, keepsItsShapeWithoutAnyReading) {
-  Summary summary = emptySummary();
-  SummaryGpu lost{};
-  lost.info.name = "N/A";
-  lost.info.boardPosition = kUnavailable;
-  lost.reading.temperature = lost.reading.fanSpeed = lost.reading.powerUsage =
-      lost.reading.powerLimit = kUnavailable;
-  lost.reading.perfState = kUnknownPerformanceState;
-  summary.gpus = {lost};
-  const std::string text = written(summary);
-  EXPECT_NE(
-      text.find(R"(| 0    N/A                      | 00000000:00:00.0     | 0MHz      0MHz       |
-| N/A  N/A   P32   N/A / N/A    | 0MiB / 0MiB          | 0%        Default    |
-)"),
-      std::string::npos)
-      << text;
-}
-
 TEST(Summary, listsProcessesAndCountsThoseItCannotName) {
   Summary summary = emptySummary();
   summary.processes = {{0, {4711, "python train.py", 1024, false}},

@@ -68,6 +68,10 @@ Host::Host(Host&& other) noexcept
       launchOptions_(std::move(other.launchOptions_)),
       clock_(other.clock_) {}
 
+Host Host::fromFile(const std::string& name) {
+  return described(content(fs::path(ZANCTL_TEST_DATA) / "machines" / name));
+}
+
 Host::~Host() {
   if (directory_.empty()) return;
   if (testing::Test::HasFailure()) {
@@ -120,6 +124,12 @@ std::map<std::string, int> Host::callCounts() const {
   std::map<std::string, int> counts;
   for (const std::string& call : calls()) ++counts[call.substr(0, call.find('('))];
   return counts;
+}
+
+void expectGolden(const std::string& name, const std::string& text) {
+  const fs::path path = fs::path(ZANCTL_TEST_DATA) / "golden" / name;
+  if (getenv("ZANCTL_UPDATE_GOLDEN") != nullptr) std::ofstream(path) << text;
+  EXPECT_EQ(content(path), text) << path;
 }
 
 std::string machineOf(std::string_view gpus, std::string_view more) {

@@ -30,6 +30,8 @@ class Host {
   explicit Host(const std::string& name);
   // A machine of one's own, described in JSON.
   static Host described(std::string_view description);
+  // The same, from a file of tests/end_to_end/machines.
+  static Host fromFile(const std::string& name);
   ~Host();
   Host(Host&& other) noexcept;
   Host& operator=(Host&&) = delete;
@@ -61,6 +63,10 @@ class Host {
   std::vector<std::string> launchOptions_;
   Clock clock_ = Clock::standing;
 };
+
+// Compares a text with a file of tests/end_to_end/golden, which ZANCTL_UPDATE_GOLDEN=1 in the
+// environment writes instead; read what it wrote before you commit it.
+void expectGolden(const std::string& name, const std::string& text);
 
 // The description of a machine with these GPUs (JSON objects, separated by commas) and, in `more`,
 // further keys.
