@@ -1,6 +1,7 @@
 // Command lines that end before any GPU is read, and machines without what every run needs.
 #include "support/host.h"
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 namespace zanctl {
@@ -125,10 +126,10 @@ TEST(ResetGuard, refusesASecondResetAndDelaysEverythingElse) {
   for (const char* line : {"-r", "--reset"}) {
     const Outcome run = host.run(line);
     EXPECT_EQ(run.status, 255) << line;
-    EXPECT_EQ(run.out, stars +
-                           "The reset command cannot be executed at the same time, Please try "
-                           "again later.\n" +
-                           abnormal)
+    EXPECT_EQ(run.out,
+              fmt::format("{}The reset command cannot be executed at the same time, Please try "
+                          "again later.\n{}",
+                          stars, abnormal))
         << line;
   }
   const std::string banner =
