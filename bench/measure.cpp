@@ -58,7 +58,7 @@ int main(int argc, char** argv) {
   }
   constexpr double kHuge = std::numeric_limits<double>::max();
   Cost least{kHuge, kHuge, 0};
-  for (int run = std::atoi(argv[1]); run > 0; --run) {
+  for (long run = std::strtol(argv[1], nullptr, 10); run > 0; --run) {
     const Cost cost = measure(argv + 3);
     least = {std::min(least.cpuMs, cost.cpuMs), std::min(least.wallMs, cost.wallMs),
              std::max(least.memoryMb, cost.memoryMb)};

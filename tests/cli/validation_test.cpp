@@ -1,5 +1,6 @@
 #include "cli/validation.h"
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <sstream>
@@ -20,6 +21,7 @@ Verdict validate(const std::string& commandLine) {
   std::vector<std::string> arguments;
   for (std::string word; words >> word;) arguments.push_back(word);
   std::vector<const char*> argv;
+  argv.reserve(arguments.size());
   for (const std::string& argument : arguments) argv.push_back(argument.c_str());
   CommandOptions options;
   Grammar grammar(options);
@@ -143,7 +145,7 @@ TEST(Validation, refusesReportChoicesInOrder) {
                                                         {"-q -x --dtd --display=", both}}) {
     const Verdict verdict = validate(line);
     EXPECT_EQ(verdict.status, -1) << line;
-    EXPECT_EQ(verdict.out, head + reason + tail) << line;
+    EXPECT_EQ(verdict.out, fmt::format("{}{}{}", head, reason, tail)) << line;
   }
 }
 

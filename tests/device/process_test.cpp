@@ -24,6 +24,7 @@ class WaitingProcess {
     std::vector<std::string> words = {name, "-c", "read unused", "script"};
     words.insert(words.end(), arguments.begin(), arguments.end());
     std::vector<char*> argv;
+    argv.reserve(words.size() + 1);
     for (std::string& word : words) argv.push_back(word.data());
     argv.push_back(nullptr);
     int started[2];
@@ -59,6 +60,7 @@ class WaitingProcess {
 
 std::string nameFromPs(std::uint32_t pid) {
   const std::string command = fmt::format("LC_ALL=C.UTF-8 ps -p {} -o command=", pid);
+  // NOLINTNEXTLINE(cert-env33-c): the command is ours
   FILE* output = popen(command.c_str(), "r");
   std::string text;
   for (int c = 0; (c = std::fgetc(output)) != EOF;) text.push_back(static_cast<char>(c));

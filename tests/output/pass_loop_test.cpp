@@ -18,19 +18,19 @@ namespace {
 
 class PassLoopTest : public testing::Test {
  protected:
-  PassLoopTest() : name_(testing::TempDir() + "pass_loop_" + std::to_string(getpid())) {}
-  ~PassLoopTest() override { std::remove(name_.c_str()); }
+  PassLoopTest() : name(testing::TempDir() + "pass_loop_" + std::to_string(getpid())) {}
+  ~PassLoopTest() override { std::remove(name.c_str()); }
 
   [[nodiscard]] std::string content() const {
-    std::ifstream file(name_);
+    std::ifstream file(name);
     return {std::istreambuf_iterator<char>(file), {}};
   }
 
-  std::string name_;
+  std::string name;
 };
 
 TEST_F(PassLoopTest, runsThePassesCountedAndEmptiesTheBoardPowerEachTime) {
-  Output output(name_);
+  Output output(name);
   LoopPlan plan;
   plan.passCount = 3;
   const LoopEnd end = runPasses(output, plan, [](const Pass& pass) {
@@ -41,29 +41,29 @@ TEST_F(PassLoopTest, runsThePassesCountedAndEmptiesTheBoardPowerEachTime) {
   EXPECT_EQ(end, LoopEnd::finished);
   EXPECT_EQ(content(), "0\n1\n2\n");
   struct stat status {};
-  ASSERT_EQ(stat(name_.c_str(), &status), 0);
+  ASSERT_EQ(stat(name.c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 0133U, 0U) << "neither executable nor writable for others";
 }
 
 TEST_F(PassLoopTest, endsWhenTheFileVanishes) {
   testing::internal::CaptureStdout();
-  Output output(name_);
+  Output output(name);
   int passes = 0;
   const LoopEnd end = runPasses(output, LoopPlan{}, [&](const Pass&) {
-    if (++passes == 2) std::remove(name_.c_str());
+    if (++passes == 2) std::remove(name.c_str());
   });
   EXPECT_EQ(end, LoopEnd::outputLost);
   EXPECT_EQ(passes, 2);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "Failed to write the log file " + name_ + "\n");
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "Failed to write the log file " + name + "\n");
 }
 
 TEST_F(PassLoopTest, looksForTheFileAfterTheLastPassOnlyWhereAsked) {
   for (const LastPass lastPass : {LastPass::unchecked, LastPass::checked}) {
     testing::internal::CaptureStdout();
-    Output output(name_);
+    Output output(name);
     LoopPlan plan = onceOrEvery(0);
     plan.lastPass = lastPass;
-    const LoopEnd end = runPasses(output, plan, [&](const Pass&) { std::remove(name_.c_str()); });
+    const LoopEnd end = runPasses(output, plan, [&](const Pass&) { std::remove(name.c_str()); });
     EXPECT_EQ(end == LoopEnd::outputLost, lastPass == LastPass::checked);
     testing::internal::GetCapturedStdout();
   }
