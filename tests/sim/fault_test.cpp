@@ -9,6 +9,7 @@ class FaultTest : public LibraryTest {
   // The codes of so many calls for the power of a GPU.
   std::vector<int> powerCodes(nvmlDevice_t device, int calls) {
     std::vector<int> codes;
+    codes.reserve(static_cast<std::size_t>(calls));
     unsigned value = 0;
     for (int i = 0; i < calls; ++i) codes.push_back(nvmlDeviceGetPowerUsage(device, &value));
     return codes;

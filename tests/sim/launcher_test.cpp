@@ -9,6 +9,7 @@
 namespace zansim {
 namespace {
 
+// NOLINTNEXTLINE(cert-err58-cpp): no test runs without memory
 const std::string kProbe = ZANSIM_PROBE;
 
 class LauncherTest : public ZansimTest {};
@@ -116,7 +117,7 @@ TEST_F(LauncherTest, ProcessesDoNotSurviveItsSuddenEnd) {
   }
   run.finish();
   // The kernel ends it; how soon is up to the kernel.
-  for (int i = 0; i < 10'000 && exists(pid) && commandLineOf(pid) != ""; ++i) usleep(100);
+  for (int i = 0; i < 10'000 && exists(pid) && !commandLineOf(pid).empty(); ++i) usleep(100);
   EXPECT_EQ(commandLineOf(pid), "");
 }
 

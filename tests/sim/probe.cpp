@@ -51,7 +51,7 @@ void answer(const std::string& question) {
   }
   nvmlDevice_t device = nullptr;
   ZANSIM_FIND(nvmlDeviceGetHandleByIndex_v2)
-  (static_cast<unsigned>(std::atoi(argument.c_str())), &device);
+  (static_cast<unsigned>(std::strtoul(argument.c_str(), nullptr, 10)), &device);
   if (what == "pids") return printPids(device);
   if (what == "vgpu-pids") return printVgpuPids(device);
   if (what == "reset") {

@@ -32,6 +32,7 @@ class Program {
       close(ends[0]);
       close(ends[1]);
       std::vector<char*> argv;
+      argv.reserve(arguments.size() + 1);
       for (std::string& argument : arguments) argv.push_back(argument.data());
       argv.push_back(nullptr);
       execv(argv[0], argv.data());
