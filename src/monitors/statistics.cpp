@@ -65,7 +65,7 @@ void writeSample(std::ostream& out, std::uint32_t gpuIndex, const StatsReading& 
     if ((metrics >> metric & 1U) == 0) continue;
     const timeval now = currentTime();
     fmt::print(out, "{}, {}, {}{:06}, {}\n", gpuIndex, kMetrics[metric].name, now.tv_sec,
-               now.tv_usec, kMetrics[metric].text(reading));
+               now.tv_usec, metricText(metric, reading));
     out.flush();
   }
 }
