@@ -68,8 +68,10 @@ Host::Host(Host&& other) noexcept
       launchOptions_(std::move(other.launchOptions_)),
       clock_(other.clock_) {}
 
-Host Host::fromFile(const std::string& name) {
-  return described(content(fs::path(ZANCTL_TEST_DATA) / "machines" / name));
+Host Host::fromFile(const std::string& name, std::string_view furtherKeys) {
+  std::string description = content(fs::path(ZANCTL_TEST_DATA) / "machines" / name);
+  description.insert(description.find('{') + 1, furtherKeys);
+  return described(description);
 }
 
 Host::~Host() {

@@ -30,8 +30,9 @@ class Host {
   explicit Host(const std::string& name);
   // A machine of one's own, described in JSON.
   static Host described(std::string_view description);
-  // The same, from a file of tests/end_to_end/machines.
-  static Host fromFile(const std::string& name);
+  // The same, from a file of tests/end_to_end/machines, and with further keys such as
+  // "\"lost\": [{\"gpu\": 1}],".
+  static Host fromFile(const std::string& name, std::string_view furtherKeys = "");
   ~Host();
   Host(Host&& other) noexcept;
   Host& operator=(Host&&) = delete;
