@@ -3,6 +3,8 @@
 #include "device/controller.h"
 #include "support/fake_library.h"
 
+#include <limits>
+
 namespace zanctl {
 namespace {
 
@@ -62,11 +64,13 @@ TEST_F(SessionTest, keepsTheFullCountWhenAHandleCannotBeFetched) {
 }
 
 TEST_F(SessionTest, withoutGpusIsInitialisedAndWithoutInitIsNot) {
-  gpuCount = 0;
-  openSession(0);
-  EXPECT_TRUE(session().initialised);
-  EXPECT_EQ(session().deviceCount, 0U);
-  closeSession();
+  for (const unsigned int none : {0U, std::numeric_limits<unsigned int>::max()}) {
+    gpuCount = none;
+    openSession(0);
+    EXPECT_TRUE(session().initialised);
+    EXPECT_EQ(session().deviceCount, 0U);
+    closeSession();
+  }
   initAnswer = NVML_ERROR_DRIVER_NOT_LOADED;
   openSession(0);
   EXPECT_FALSE(session().initialised);
