@@ -1,7 +1,7 @@
 // The library's operations and return codes by name.
 #pragma once
 
-#include "zanml/zanml.h"
+#include "zanml/operations.h"
 
 #include <array>
 #include <bitset>

@@ -22,8 +22,8 @@ namespace {
 
 constexpr const char* kLogDirectory = "/var/log/zanctl";
 constexpr mode_t kDirectoryMode = 0755;
-constexpr std::int64_t kDefaultDelay = 10;
-constexpr std::int64_t kLongestDelay = 600;
+constexpr unsigned int kDefaultDelay = 10;
+constexpr int kLongestDelay = 600;
 
 // Of a path that does not exist yet, realpath leaves the part up to the first missing name.
 std::string logDirectory(const std::string& option) {
@@ -38,17 +38,6 @@ bool makeDirectory(const std::string& directory, std::ostream& out) {
   if (mkdir(directory.c_str(), kDirectoryMode) == 0) return true;
   fmt::print(out, "create path \"{}\" failed\n", directory);
   return false;
-}
-
-std::optional<unsigned int> readDelay(const std::string& option, std::ostream& out) {
-  const std::int64_t seconds = given(option) ? decimalNumber(option) : kDefaultDelay;
-  if (seconds >= 1 && seconds <= kLongestDelay) return static_cast<unsigned int>(seconds);
-  fmt::print(out,
-             "Collection delay/interval should be between 1 second and 600 seconds.\n"
-             "The value -d, --delay is not an allowed value for {}. Run with --help for more "
-             "information.\n",
-             option);
-  return std::nullopt;
 }
 
 // Ends this process as a daemon that has not come to run; what it said comes out.
@@ -118,9 +107,10 @@ std::optional<DaemonPlan> planDaemon(const DaemonOptions& options, std::ostream&
   if (resolveDevicesOrAll(options.id, plan.selection, out) != 0) return std::nullopt;
   plan.directory = logDirectory(options.path);
   if (!makeDirectory(plan.directory, out)) return std::nullopt;
-  const auto delay = readDelay(options.delay, out);
+  const auto delay =
+      given(options.delay) ? readDelay(options.delay, kLongestDelay, out) : kDefaultDelay;
   if (!delay) return std::nullopt;
-  plan.delaySeconds = *delay;
+  plan.delaySeconds = static_cast<unsigned int>(*delay);
   if (given(options.join)) plan.suffix = options.join;
   plan.terminate = options.term;
   return plan;

@@ -4,30 +4,12 @@
 #include "device/time.h"
 #include "output/option_text.h"
 
-#include <fmt/ostream.h>
-
 #include <ostream>
 
 namespace zanctl {
-namespace {
-
-void refuseValue(std::ostream& out, std::string_view option, const std::string& value) {
-  fmt::print(out,
-             "The value {} is not an allowed value for {}. Run with --help for more information.\n",
-             option, value);
-}
-
-}  // namespace
-
 std::optional<std::uint64_t> readDelayOption(const std::string& option, int longest,
                                              std::ostream& out) {
-  if (!given(option)) return 1;
-  const std::int64_t seconds = decimalNumber(option);
-  if (seconds >= 1 && seconds <= longest) return static_cast<std::uint64_t>(seconds);
-  fmt::print(out, "Collection delay/interval should be between 1 second and {} seconds.\n",
-             longest);
-  refuseValue(out, "-d, --delay", option);
-  return std::nullopt;
+  return given(option) ? readDelay(option, longest, out) : 1;
 }
 
 std::optional<std::uint64_t> readCountOption(const std::string& option, std::ostream& out) {

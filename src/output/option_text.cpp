@@ -1,9 +1,27 @@
 #include "output/option_text.h"
 
+#include <fmt/ostream.h>
+
 #include <cerrno>
 #include <cstdlib>
+#include <ostream>
 
 namespace zanctl {
+
+void refuseValue(std::ostream& out, std::string_view option, const std::string& value) {
+  fmt::print(out,
+             "The value {} is not an allowed value for {}. Run with --help for more information.\n",
+             option, value);
+}
+
+std::optional<std::uint64_t> readDelay(const std::string& text, int longest, std::ostream& out) {
+  const std::int64_t seconds = decimalNumber(text);
+  if (seconds >= 1 && seconds <= longest) return static_cast<std::uint64_t>(seconds);
+  fmt::print(out, "Collection delay/interval should be between 1 second and {} seconds.\n",
+             longest);
+  refuseValue(out, "-d, --delay", text);
+  return std::nullopt;
+}
 
 std::int64_t decimalNumber(const std::string& text) {
   errno = 0;

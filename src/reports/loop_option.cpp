@@ -3,8 +3,6 @@
 #include "cli/options.h"
 #include "output/option_text.h"
 
-#include <fmt/ostream.h>
-
 #include <ostream>
 
 namespace zanctl {
@@ -15,11 +13,8 @@ std::optional<std::uint64_t> readLoopOption(const std::string& option, std::ostr
   if (option.empty()) return kDefaultSeconds;
   const std::int64_t seconds = decimalNumber(option);
   if (seconds >= 1) return static_cast<std::uint64_t>(seconds);
-  fmt::print(out,
-             "Provided [-l | --loop=] value is incorrect. Loop frequency must be greater than 0.\n"
-             "The value -l, --loop is not an allowed value for {}. Run with --help for more "
-             "information.\n",
-             option);
+  out << "Provided [-l | --loop=] value is incorrect. Loop frequency must be greater than 0.\n";
+  refuseValue(out, "-l, --loop", option);
   return std::nullopt;
 }
 

@@ -1,7 +1,7 @@
 // The management library, loaded at run time. Every call on it goes through `library()`.
 #pragma once
 
-#include "zanml/zanml.h"
+#include "zanml/operations.h"
 
 #include <string>
 
