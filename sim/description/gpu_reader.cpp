@@ -2,6 +2,8 @@
 
 #include "description/values.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -67,6 +69,9 @@ void failGroup(std::string_view group, nvmlReturn_t code, Gpu& gpu) {
 void readGroup(const Node& node, std::string_view group, Gpu& gpu) {
   if (const auto code = readFailure(node)) return failGroup(group, *code, gpu);
   if (!expectObject(node, "an object or \"unavailable\"")) return;
+  for (const std::string_view name : namesInGroup(group)) {
+    node.noteKey("GPU", fmt::format("{}/{}", group, name), node.json().contains(name));
+  }
   for (const auto& [name, value] : node.json().items()) {
     const Node member = node.member(name, value);
     if (!readAttribute(member, group, name, gpu)) {
@@ -109,7 +114,7 @@ void readEngines(const Node& node, Engines& engines) {
     return;
   }
   EnginesDraft draft{.result = {.code = NVML_SUCCESS, .total = 100}};
-  readObject(node, kEngineKeys, draft);
+  readObject(node, "engines", kEngineKeys, draft);
   std::vector<NumberSource>& busy = draft.result.busy;
   if (busy.empty()) busy.push_back(NumberSource::constant(0));
   // One figure stands for every engine; a list says by its length how many there are.
@@ -150,7 +155,7 @@ constexpr std::array kPlacementKeys{
 void readPlacement(const Node& node, Gpu& gpu) {
   Placement place;
   if (node.json().is_object()) {
-    readObject(node, kPlacementKeys, place);
+    readObject(node, "placement", kPlacementKeys, place);
   } else {
     const bool isText = node.json().is_string();
     std::string_view path = isText ? node.json().get_ref<const std::string&>() : std::string_view();
@@ -161,6 +166,7 @@ void readPlacement(const Node& node, Gpu& gpu) {
       return node.complainExpected("a place like \"node0/bridge0/port0/switch1\"");
     }
   }
+  node.refersTo(Named::numaNode, place.numaNode);
   gpu.place = place;
 }
 
@@ -205,6 +211,9 @@ std::vector<std::string_view> gpuKeyNames() {
 void readGpu(const Node& node, Gpu& gpu, unsigned& count) {
   if (!expectObject(node)) return;
   GpuDraft draft{gpu, count};
+  for (const std::string_view name : gpuKeyNames()) {
+    node.noteKey("GPU", name, node.json().contains(name));
+  }
   for (const auto& item : node.json().items()) {
     const std::string& name = item.key();
     const Node member = node.member(name, item.value());

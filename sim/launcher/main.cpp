@@ -34,7 +34,11 @@ void printProblems(std::FILE* stream, const HostReading& reading) {
 int checkDescription(const std::string& file) {
   const HostReading reading = readHostFile(file);
   printProblems(stdout, reading);
-  return reading.host ? 0 : 1;
+  if (!reading.host) return 1;
+  const std::size_t gpus = reading.host->gpus.size();
+  fmt::print("{}: a correct description of a machine with {} GPU{}\n", file, gpus,
+             gpus == 1 ? "" : "s");
+  return 0;
 }
 
 int listHosts(const Layout& layout) {
@@ -151,7 +155,7 @@ int showState(const Options& options) {
 
 int run(const Options& options) {
   const Layout layout = findLayout();
-  if (!options.check.empty()) return checkDescription(options.check);
+  if (options.check) return checkDescription(*options.check);
   if (options.list) return listHosts(layout);
   if (options.showState) return showState(options);
   return runOnMachine(options, layout);

@@ -80,7 +80,7 @@ void addOptions(CLI::App& app, Options& options) {
 }
 
 std::string missing(const Options& options) {
-  if (!options.check.empty() || options.list) return "";
+  if (options.check || options.list) return "";
   if (options.showState) return options.state.empty() ? "--show-state needs --state" : "";
   return options.command.empty() ? "there is no command; put it behind \"--\"" : "";
 }

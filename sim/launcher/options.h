@@ -16,7 +16,7 @@ struct Options {
   std::string trace;
   std::optional<Time> startTime;
   bool virtualClock = false;
-  std::string check;
+  std::optional<std::string> check;
   bool list = false;
   bool showState = false;
   std::vector<std::string> command;
