@@ -2,8 +2,6 @@
 
 #include "description/values.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -45,10 +43,12 @@ std::vector<std::string_view> namesInGroup(std::string_view group) {
 // Whether there is such an attribute.
 bool readAttribute(const Node& node, std::string_view group, std::string_view name, Gpu& gpu) {
   if (const NumberRow* row = findRow(numberRows(), group, name)) {
+    node.noteKey("GPU", row->path, true);
     readNumberSource(node, row->rule, gpu[row->attribute]);
     return true;
   }
   if (const TextRow* row = findRow(textRows(), group, name)) {
+    node.noteKey("GPU", row->path, true);
     readTextSource(node, kLongestText, gpu[row->attribute]);
     return true;
   }
@@ -69,9 +69,6 @@ void failGroup(std::string_view group, nvmlReturn_t code, Gpu& gpu) {
 void readGroup(const Node& node, std::string_view group, Gpu& gpu) {
   if (const auto code = readFailure(node)) return failGroup(group, *code, gpu);
   if (!expectObject(node, "an object or \"unavailable\"")) return;
-  for (const std::string_view name : namesInGroup(group)) {
-    node.noteKey("GPU", fmt::format("{}/{}", group, name), node.json().contains(name));
-  }
   for (const auto& [name, value] : node.json().items()) {
     const Node member = node.member(name, value);
     if (!readAttribute(member, group, name, gpu)) {
@@ -211,9 +208,9 @@ std::vector<std::string_view> gpuKeyNames() {
 void readGpu(const Node& node, Gpu& gpu, unsigned& count) {
   if (!expectObject(node)) return;
   GpuDraft draft{gpu, count};
-  for (const std::string_view name : gpuKeyNames()) {
-    node.noteKey("GPU", name, node.json().contains(name));
-  }
+  for (const auto& key : kGpuKeys) node.noteKey("GPU", key.name, node.json().contains(key.name));
+  for (const NumberRow& row : numberRows()) node.noteKey("GPU", row.path, false);
+  for (const TextRow& row : textRows()) node.noteKey("GPU", row.path, false);
   for (const auto& item : node.json().items()) {
     const std::string& name = item.key();
     const Node member = node.member(name, item.value());

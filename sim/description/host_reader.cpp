@@ -36,6 +36,7 @@ void readDriverNodes(const Node& node, Host& host) {
 }
 
 void readInit(const Node& node, Host& host) {
+  if (isText(node, "success")) return;
   Fault fault;
   fault.operations.set(indexOf(Operation::nvmlInit));
   readReturnCode(node, fault.code);

@@ -15,7 +15,9 @@
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
+#include <fstream>
 #include <functional>
+#include <iterator>
 #include <stdexcept>
 
 namespace zansim {
@@ -46,6 +48,14 @@ int listHosts(const Layout& layout) {
     const HostReading reading = readHostFile(findHost(layout, name));
     fmt::print("{:<16}{}\n", name, reading.host ? reading.host->description : "cannot be read");
   }
+  return 0;
+}
+
+int printExample(const Layout& layout) {
+  std::ifstream file(layout.example);
+  const std::string text(std::istreambuf_iterator<char>(file), {});
+  if (text.empty()) throw std::runtime_error(layout.example + ": cannot be read");
+  fmt::print("{}", text);
   return 0;
 }
 
@@ -157,6 +167,7 @@ int run(const Options& options) {
   const Layout layout = findLayout();
   if (options.check) return checkDescription(*options.check);
   if (options.list) return listHosts(layout);
+  if (options.example) return printExample(layout);
   if (options.showState) return showState(options);
   return runOnMachine(options, layout);
 }

@@ -75,12 +75,14 @@ void addOptions(CLI::App& app, Options& options) {
   app.add_option("--check", options.check, "Only check a description, and print what is wrong")
       ->type_name("FILE");
   app.add_flag("--list", options.list, "Only list the machines that come with zansim");
+  app.add_flag("--example", options.example,
+               "Only print a description that uses every key, with comments, to begin one from");
   app.add_flag("--show-state", options.showState,
                "Only print what the commands on the machine of --state have changed");
 }
 
 std::string missing(const Options& options) {
-  if (options.check || options.list) return "";
+  if (options.check || options.list || options.example) return "";
   if (options.showState) return options.state.empty() ? "--show-state needs --state" : "";
   return options.command.empty() ? "there is no command; put it behind \"--\"" : "";
 }

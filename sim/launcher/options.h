@@ -18,6 +18,7 @@ struct Options {
   bool virtualClock = false;
   std::optional<std::string> check;
   bool list = false;
+  bool example = false;
   bool showState = false;
   std::vector<std::string> command;
 };
