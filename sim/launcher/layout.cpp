@@ -27,7 +27,8 @@ Layout findLayout() {
           .preload = libraries / "libzansim_preload.so",
           .process = libraries / "zansim-process",
           .hosts = data / "hosts",
-          .example = data / "example.json"};
+          .example = data / "example.json",
+          .shell = data / "shell"};
 }
 
 std::vector<std::string> hostNames(const Layout& layout) {

@@ -6,6 +6,7 @@
 #include "launcher/library_copy.h"
 #include "launcher/options.h"
 #include "launcher/processes.h"
+#include "launcher/shell.h"
 #include "launcher/state_directory.h"
 #include "machine/session.h"
 
@@ -152,7 +153,10 @@ int runOnMachine(const Options& options, const Layout& layout) {
   Processes processes(layout.process);
   ProcessWatch watch(file, directory.processTable(), processes);
   watch.update(host);
-  return runCommand(options.command, environment, std::ref(watch));
+  if (!options.command.empty()) return runCommand(options.command, environment, std::ref(watch));
+  const Shell shell = userShell(layout, options.host);
+  environment.insert(environment.end(), shell.environment.begin(), shell.environment.end());
+  return runCommand(shell.command, environment, std::ref(watch));
 }
 
 int showState(const Options& options) {

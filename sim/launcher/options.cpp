@@ -19,11 +19,12 @@ constexpr char kDescription[] =
     "\n"
     "The command sees the machine's management library, its device nodes, processors, NUMA nodes\n"
     "and processes, and directories of its own in place of /var/run and /var/log/zanctl. Nothing\n"
-    "of it needs root or a GPU.";
+    "of it needs root or a GPU. Without a command, a shell is opened on the machine.";
 
 constexpr char kFooter[] =
     "\n"
     "Examples:\n"
+    "  zansim\n"
     "  zansim -- zanctl\n"
     "  zansim --host large-host -- zanctl -L\n"
     "  zansim --host ./my-host.json --state /tmp/machine -- zanctl dmon -c 5\n"
@@ -37,7 +38,7 @@ constexpr char kFooter[] =
 class HelpFormatter : public CLI::Formatter {
  public:
   std::string make_usage(const CLI::App*, std::string) const override {
-    return "\nUsage: zansim [OPTIONS] -- COMMAND [ARGUMENTS]\n";
+    return "\nUsage: zansim [OPTIONS] [-- COMMAND [ARGUMENTS]]\n";
   }
 };
 
@@ -81,12 +82,6 @@ void addOptions(CLI::App& app, Options& options) {
                "Only print what the commands on the machine of --state have changed");
 }
 
-std::string missing(const Options& options) {
-  if (options.check || options.list || options.example) return "";
-  if (options.showState) return options.state.empty() ? "--show-state needs --state" : "";
-  return options.command.empty() ? "there is no command; put it behind \"--\"" : "";
-}
-
 }  // namespace
 
 std::optional<Time> parseLocalTime(const std::string& text) {
@@ -118,8 +113,8 @@ ParsedOptions parseOptions(int argc, char** argv) {
     parsed.exitStatus = status == 0 ? 0 : kLauncherFailed;
     return parsed;
   }
-  if (const std::string reason = missing(options); !reason.empty()) {
-    std::cerr << "zansim: " << reason << "\nRun with --help for more information.\n";
+  if (options.showState && options.state.empty()) {
+    std::cerr << "zansim: --show-state needs --state\nRun with --help for more information.\n";
     parsed.exitStatus = kLauncherFailed;
   }
   return parsed;

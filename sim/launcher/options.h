@@ -20,7 +20,7 @@ struct Options {
   bool list = false;
   bool example = false;
   bool showState = false;
-  std::vector<std::string> command;
+  std::vector<std::string> command;  // empty: the user's shell
 };
 
 // What to do with the command line: run with these options, or end with this status because a help

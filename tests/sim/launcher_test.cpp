@@ -41,7 +41,7 @@ TEST_F(LauncherTest, RefusesWhatItCannotSetUp) {
     std::vector<std::string> arguments;
     std::string message;
   } const kRefusals[] = {
-      {{}, "zansim: there is no command; put it behind \"--\"\n"},
+      {{"true"}, "The following argument was not expected: true\n"},
       {{"--host", "eigth-gpu", "--", "true"},
        "zansim: there is no host \"eigth-gpu\", did you mean \"eight-gpu\"?\n"},
       {{"--host", "/nonexistent.json", "--", "true"},
