@@ -71,7 +71,7 @@ void addOptions(CLI::App& app, Options& options) {
          "Let the command's clock begin at this local time")
       ->type_name("\"YYYY-MM-DD HH:MM:SS\"");
   app.add_flag("--virtual-clock", options.virtualClock,
-               "Let time stand still but for sleeping: a sleep of the command returns at once and "
+               "Let time stand still but for waiting: a sleep of the command returns at once and "
                "moves its clock. A command that repeats for ever then never pauses");
   app.add_option("--check", options.check, "Only check a description, and print what is wrong")
       ->type_name("FILE");

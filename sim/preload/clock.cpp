@@ -1,7 +1,7 @@
 // Stands in for the clocks and for sleeping.
 //
 // A run may shift the wall clock by a constant; or it may have a virtual clock, which stands still
-// but for sleeping: a sleep returns at once and moves it. The virtual clock stands in the state of
+// but for waiting: a sleep returns at once and moves it. The virtual clock stands in the state of
 // the machine, so that all its processes read the same time.
 #include "machine/state_layout.h"
 #include "preload/interpose.h"
