@@ -32,6 +32,7 @@ class Terminal {
     pid_ = forkpty(&terminal_, nullptr, nullptr, nullptr);
     if (pid_ != 0) return;
     std::vector<char*> argv;
+    argv.reserve(arguments.size() + 1);
     for (std::string& argument : arguments) argv.push_back(argument.data());
     argv.push_back(nullptr);
     execv(argv[0], argv.data());
