@@ -124,30 +124,26 @@ void completeInstance(const Host& host, VgpuInstance& instance, std::size_t ordi
   }
 }
 
-void completeVgpus(const Node& root, Host& host) {
-  std::set<unsigned> types;
-  for (VgpuType& type : host.vgpuTypes) {
-    completeType(type);
-    types.insert(type.id);
-  }
+// Where the description gives an instance this id; a generated one has no place of its own.
+std::string placeOfInstance(const Findings& findings, unsigned id) {
+  const auto found = std::find_if(
+      findings.references.rbegin(), findings.references.rend(), [&](const Reference& reference) {
+        return reference.what == Named::vgpuInstance && reference.number == id;
+      });
+  return found == findings.references.rend() ? "/gpus" : found->place;
+}
+
+void completeVgpus(Host& host, Findings& findings) {
+  for (VgpuType& type : host.vgpuTypes) completeType(type);
   std::set<unsigned> ids;
   std::size_t ordinal = 0;
-  for (std::size_t index = 0; index < host.gpus.size(); ++index) {
-    Vgpu& vgpu = host.gpus[index].vgpu;
-    const auto checkType = [&](unsigned type) {
-      if (types.contains(type)) return;
-      root.complain(fmt::format("GPU {} names the vGPU type {}, which is none of \"vgpu_types\"",
-                                index, type));
-    };
-    for (const unsigned type : vgpu.supported) checkType(type);
-    for (const unsigned type : vgpu.creatable) checkType(type);
-    for (VgpuInstance& instance : vgpu.instances) {
+  for (Gpu& gpu : host.gpus) {
+    for (VgpuInstance& instance : gpu.vgpu.instances) {
       completeInstance(host, instance, ordinal++);
-      checkType(instance.type);
-      if (!ids.insert(instance.id).second) {
-        root.complain(
-            fmt::format("GPU {}: another vGPU instance has the id {}", index, instance.id));
-      }
+      if (ids.insert(instance.id).second || !findings.keepsAnother()) continue;
+      findings.problems.push_back(
+          {placeOfInstance(findings, instance.id),
+           fmt::format("another vGPU instance has the id {}", instance.id)});
     }
   }
 }
@@ -165,13 +161,7 @@ void assignKeys(Host& host) {
   }
 }
 
-void completeProcesses(const Node& root, Host& host) {
-  for (const ProcessEntry& entry : host.processes) {
-    for (const unsigned gpu : entry.gpus) {
-      if (gpu >= host.gpus.size())
-        root.complain(fmt::format("a process uses GPU {}, which is not there", gpu));
-    }
-  }
+void completeProcesses(Host& host) {
   for (std::size_t index = 0; index < host.gpus.size(); ++index) {
     for (ProcessEntry& entry : host.gpus[index].processes) {
       for (std::string& argument : entry.arguments) replaceIndex(argument, index);
@@ -183,19 +173,15 @@ void completeProcesses(const Node& root, Host& host) {
   assignKeys(host);
 }
 
-void completeNodes(const Node& root, Host& host) {
+void completeNodes(Host& host) {
   if (host.numaNodes.empty()) host.numaNodes.resize(1);
-  std::set<unsigned> listed;
+  unsigned listed = 0;
   for (const NumaNode& node : host.numaNodes) {
-    for (const unsigned cpu : node.cpus) {
-      if (!listed.insert(cpu).second) {
-        root.complain(fmt::format("CPU {} belongs to two NUMA nodes", cpu));
-      }
-    }
+    if (!node.cpus.empty()) listed = std::max(listed, node.cpus.back() + 1);
   }
   constexpr unsigned kUsualCpus = 16;
-  if (host.cpus == 0) host.cpus = listed.empty() ? kUsualCpus : *listed.rbegin() + 1;
-  if (!listed.empty()) return;
+  if (host.cpus == 0) host.cpus = listed == 0 ? kUsualCpus : listed;
+  if (listed != 0) return;
   // Without a word about them the CPUs are dealt evenly.
   const auto nodes = static_cast<unsigned>(host.numaNodes.size());
   for (unsigned cpu = 0; cpu < host.cpus; ++cpu) {
@@ -203,35 +189,73 @@ void completeNodes(const Node& root, Host& host) {
   }
 }
 
-void checkPlaces(const Node& root, const Host& host) {
-  for (std::size_t index = 0; index < host.gpus.size(); ++index) {
-    const unsigned node = host.gpus[index].place->numaNode;
-    if (node >= host.numaNodes.size()) {
-      root.complain(
-          fmt::format("GPU {} is placed on NUMA node {}, which is not there", index, node));
+// Whether nothing is wrong with the part of the description that says how many there are.
+bool isCounted(Named what, const std::vector<Problem>& problems) {
+  return std::none_of(problems.begin(), problems.end(), [&](const Problem& problem) {
+    const std::string& place = problem.place;
+    switch (what) {
+      case Named::gpu:
+        return place.empty() || place == "/gpus" || place.ends_with("/count");
+      case Named::numaNode:
+        return place.starts_with("/numa_nodes");
+      case Named::vgpuType:
+        return place.starts_with("/vgpu_types");
+      case Named::vgpuInstance:
+        break;
     }
+    return false;
+  });
+}
+
+// Why there is no such thing on the machine; empty when there is.
+std::string whyMissing(const Reference& reference, const Host& host) {
+  const unsigned number = reference.number;
+  const auto beyond = [&](std::string_view what, std::size_t count) {
+    if (number < count) return std::string();
+    const std::string has = count == 0   ? "none"
+                            : count == 1 ? "only 0"
+                                         : fmt::format("0 to {}", count - 1);
+    return fmt::format("there is no {} {}, the machine has {}", what, number, has);
+  };
+  switch (reference.what) {
+    case Named::gpu:
+      return beyond("GPU", host.gpus.size());
+    case Named::numaNode:
+      return beyond("NUMA node", host.numaNodes.size());
+    case Named::vgpuType:
+      if (std::any_of(host.vgpuTypes.begin(), host.vgpuTypes.end(),
+                      [&](const VgpuType& type) { return type.id == number; })) {
+        return "";
+      }
+      return fmt::format("the vGPU type {} is none of \"vgpu_types\"", number);
+    case Named::vgpuInstance:
+      break;
   }
-  for (const Fault& fault : host.faults) {
-    for (const unsigned gpu : fault.gpus) {
-      if (gpu >= host.gpus.size())
-        root.complain(fmt::format("a fault befalls GPU {}, which is not there", gpu));
-    }
+  return "";
+}
+
+void checkReferences(const Host& host, Findings& findings) {
+  const std::vector<Problem> before = findings.problems;
+  for (const Reference& reference : findings.references) {
+    std::string reason = whyMissing(reference, host);
+    if (reason.empty() || !isCounted(reference.what, before) || !findings.keepsAnother()) continue;
+    findings.problems.push_back({reference.place, std::move(reason)});
   }
 }
 
 }  // namespace
 
-void completeHost(const Node& root, Host& host) {
+void completeHost(Host& host, Findings& findings) {
   otherwise(host.driverVersion, "1.8.2");
   otherwise(host.libraryVersion, "1.8.2");
   otherwise(host.cudaVersion, 11040);
-  completeNodes(root, host);
+  completeNodes(host);
   for (std::size_t index = 0; index < host.gpus.size(); ++index) {
     completeGpu(host, host.gpus[index], index);
   }
-  completeVgpus(root, host);
-  completeProcesses(root, host);
-  checkPlaces(root, host);
+  completeVgpus(host, findings);
+  completeProcesses(host);
+  checkReferences(host, findings);
 }
 
 }  // namespace zansim

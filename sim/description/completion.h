@@ -6,7 +6,7 @@
 
 namespace zansim {
 
-// Complains at the places of `root` that do not fit together.
-void completeHost(const Node& root, Host& host);
+// Complains where what the description names is not there.
+void completeHost(Host& host, Findings& findings);
 
 }  // namespace zansim

@@ -12,17 +12,20 @@ void readOperation(const Node& node, OperationSet& operations) {
   if (!node.json().is_string()) return node.complainExpected("the name of an operation");
   const auto& pattern = node.json().get_ref<const std::string&>();
   const OperationSet matching = operationsMatching(pattern);
-  if (matching.none()) node.complain("unknown operation" + suggestion(pattern, kOperationNames));
+  if (matching.none()) {
+    const std::string hint = suggestion(pattern, kOperationNames);
+    node.complain("unknown operation" +
+                  (hint.empty() ? ", expected a name or a pattern like \"nvmlDeviceGet*\"" : hint));
+  }
   operations |= matching;
 }
 
 void readGpus(const Node& node, std::vector<unsigned>& gpus) {
-  const auto read = [&](const Node& element) {
-    readUnsigned(element, 0, kMaxGpus - 1, gpus.emplace_back());
-  };
+  const auto read = [&](const Node& element) { readGpuIndex(element, gpus.emplace_back()); };
   if (!node.json().is_array()) return read(node);
   // An empty list would mean every GPU.
   if (node.json().empty()) return node.complain("the list names no GPU");
+  if (node.json().size() > kMaxGpus) return node.complain("the list names a GPU twice");
   readList(node, "a list", read);
 }
 
@@ -78,11 +81,14 @@ void readOperations(const Node& node, OperationSet& operations) {
 void readFaults(const Node& node, std::vector<Fault>& faults) {
   readList(node, "a list of faults", [&](const Node& element) {
     Fault fault;
-    readObject(element, kFaultKeys, fault);
+    readObject(element, "fault", kFaultKeys, fault);
     if (!element.json().is_object()) return;
     if (!element.json().contains("operation")) element.complain("a fault names its \"operation\"");
     if (fault.code == NVML_SUCCESS && fault.latency == 0 && fault.grow == 0) {
       element.complain("a fault has a \"code\", a \"latency_us\" or a \"grow\"");
+    }
+    if (fault.keepsGrowing && fault.grow == 0) {
+      element.complain("\"keeps_growing\" says how to \"grow\"");
     }
     faults.push_back(std::move(fault));
   });
@@ -91,7 +97,7 @@ void readFaults(const Node& node, std::vector<Fault>& faults) {
 void readLost(const Node& node, std::vector<Fault>& faults) {
   readList(node, "a list of lost GPUs", [&](const Node& element) {
     Fault fault;
-    readObject(element, kLostKeys, fault);
+    readObject(element, "lost GPU", kLostKeys, fault);
     if (element.json().is_object() && fault.gpus.empty()) {
       element.complain("a lost GPU is named by \"gpu\"");
     }

@@ -43,10 +43,12 @@ std::vector<std::string_view> namesInGroup(std::string_view group) {
 // Whether there is such an attribute.
 bool readAttribute(const Node& node, std::string_view group, std::string_view name, Gpu& gpu) {
   if (const NumberRow* row = findRow(numberRows(), group, name)) {
+    node.noteKey("GPU", row->path, true);
     readNumberSource(node, row->rule, gpu[row->attribute]);
     return true;
   }
   if (const TextRow* row = findRow(textRows(), group, name)) {
+    node.noteKey("GPU", row->path, true);
     readTextSource(node, kLongestText, gpu[row->attribute]);
     return true;
   }
@@ -109,7 +111,7 @@ void readEngines(const Node& node, Engines& engines) {
     return;
   }
   EnginesDraft draft{.result = {.code = NVML_SUCCESS, .total = 100}};
-  readObject(node, kEngineKeys, draft);
+  readObject(node, "engines", kEngineKeys, draft);
   std::vector<NumberSource>& busy = draft.result.busy;
   if (busy.empty()) busy.push_back(NumberSource::constant(0));
   // One figure stands for every engine; a list says by its length how many there are.
@@ -150,7 +152,7 @@ constexpr std::array kPlacementKeys{
 void readPlacement(const Node& node, Gpu& gpu) {
   Placement place;
   if (node.json().is_object()) {
-    readObject(node, kPlacementKeys, place);
+    readObject(node, "placement", kPlacementKeys, place);
   } else {
     const bool isText = node.json().is_string();
     std::string_view path = isText ? node.json().get_ref<const std::string&>() : std::string_view();
@@ -161,6 +163,7 @@ void readPlacement(const Node& node, Gpu& gpu) {
       return node.complainExpected("a place like \"node0/bridge0/port0/switch1\"");
     }
   }
+  node.refersTo(Named::numaNode, place.numaNode);
   gpu.place = place;
 }
 
@@ -205,6 +208,9 @@ std::vector<std::string_view> gpuKeyNames() {
 void readGpu(const Node& node, Gpu& gpu, unsigned& count) {
   if (!expectObject(node)) return;
   GpuDraft draft{gpu, count};
+  for (const auto& key : kGpuKeys) node.noteKey("GPU", key.name, node.json().contains(key.name));
+  for (const NumberRow& row : numberRows()) node.noteKey("GPU", row.path, false);
+  for (const TextRow& row : textRows()) node.noteKey("GPU", row.path, false);
   for (const auto& item : node.json().items()) {
     const std::string& name = item.key();
     const Node member = node.member(name, item.value());

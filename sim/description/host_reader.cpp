@@ -12,6 +12,7 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <set>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -35,6 +36,7 @@ void readDriverNodes(const Node& node, Host& host) {
 }
 
 void readInit(const Node& node, Host& host) {
+  if (isText(node, "success")) return;
   Fault fault;
   fault.operations.set(indexOf(Operation::nvmlInit));
   readReturnCode(node, fault.code);
@@ -50,8 +52,16 @@ void readNumaNodes(const Node& node, Host& host) {
   if (node.json().is_array() && (node.json().empty() || node.json().size() > kMost)) {
     return node.complain("a machine has 1 to 64 NUMA nodes");
   }
+  std::set<unsigned> taken;
   readList(node, "a list of NUMA nodes", [&](const Node& element) {
-    readObject(element, kNumaNodeKeys, host.numaNodes.emplace_back());
+    NumaNode& numa = host.numaNodes.emplace_back();
+    readObject(element, "NUMA node", kNumaNodeKeys, numa);
+    const auto isTaken = [&](unsigned cpu) { return taken.contains(cpu); };
+    const auto twice = std::find_if(numa.cpus.begin(), numa.cpus.end(), isTaken);
+    if (twice != numa.cpus.end()) {
+      element.complain(fmt::format("CPU {} belongs to another NUMA node already", *twice));
+    }
+    taken.insert(numa.cpus.begin(), numa.cpus.end());
   });
 }
 
@@ -94,6 +104,45 @@ constexpr std::array kHostKeys{
     Key<Host>{"gpus", [](const Node&, Host&) {}},
 };
 
+// What a GPU lists, in entries of some hundred bytes.
+std::size_t entriesOf(const Gpu& gpu) {
+  constexpr std::size_t kBytes = 256;
+  std::size_t entries = 1;
+  for (const ProcessEntry& process : gpu.processes) {
+    entries += 1 + process.arguments.size();
+    for (const std::string& argument : process.arguments) entries += argument.size() / kBytes;
+  }
+  for (const VgpuInstance& instance : gpu.vgpu.instances) entries += 1 + instance.processes.size();
+  return entries;
+}
+
+// GPUs are copies of one entry, so a few lines can ask for more than the memory holds.
+class Room {
+ public:
+  // Whether there is room for so many GPUs; complains when there is none.
+  bool take(const Node& entry, const Gpu& gpu, unsigned count) {
+    constexpr std::size_t kMostEntries = 200'000;
+    gpus_ += count;
+    entries_ += entriesOf(gpu) * count;
+    if (gpus_ > kMaxGpus) {
+      entry.complain(fmt::format("a machine has at most {} GPUs", kMaxGpus));
+    } else if (entries_ > kMostEntries) {
+      entry.complain("more processes and vGPU instances than can be simulated");
+    } else {
+      return true;
+    }
+    isFull_ = true;
+    return false;
+  }
+
+  bool isFull() const { return isFull_; }
+
+ private:
+  std::size_t gpus_ = 0;
+  std::size_t entries_ = 0;
+  bool isFull_ = false;
+};
+
 void readGpus(const Node& root, Host& host) {
   const Json& json = root.json();
   Gpu defaults;
@@ -108,36 +157,36 @@ void readGpus(const Node& root, Host& host) {
   const auto found = json.find("gpus");
   if (found == json.end()) return root.complain("a machine needs \"gpus\"");
   const Node list = root.member("gpus", *found);
+  Room room;
   readList(list, "a list of GPUs", [&](const Node& element) {
+    if (room.isFull()) return;
     unsigned count = 1;
     Gpu gpu = defaults;
     readGpu(element, gpu, count);
-    if (host.gpus.size() + count > kMaxGpus) {
-      return element.complain(fmt::format("a machine has at most {} GPUs", kMaxGpus));
-    }
-    host.gpus.insert(host.gpus.end(), count, gpu);
+    if (room.take(element, gpu, count)) host.gpus.insert(host.gpus.end(), count, gpu);
   });
 }
 
-void readRoot(const Node& root, Host& host) {
-  readObject(root, kHostKeys, host);
+void readRoot(const Node& root, Findings& findings, Host& host) {
+  readObject(root, "machine", kHostKeys, host);
   if (!root.json().is_object()) return;
   readGpus(root, host);
-  if (!root.hasProblems()) completeHost(root, host);
+  completeHost(host, findings);
 }
 
 std::string readFile(const std::string& path, std::string& content) {
-  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  // Opening a pipe would wait for somebody to write to it.
+  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   if (file < 0) return std::strerror(errno);
   struct stat status = {};
   std::string error;
-  constexpr off_t kLargest = off_t{64} << 20U;
+  constexpr off_t kLargest = off_t{8} << 20U;
   if (fstat(file, &status) != 0) {
     error = std::strerror(errno);
   } else if (!S_ISREG(status.st_mode)) {
     error = "not a regular file";
   } else if (status.st_size > kLargest) {
-    error = "larger than 64 MiB";
+    error = "larger than 8 MiB";
   } else {
     content.resize(static_cast<std::size_t>(status.st_size));
     std::size_t size = 0;
@@ -155,39 +204,42 @@ std::string readFile(const std::string& path, std::string& content) {
 
 }  // namespace
 
-HostReading readHost(std::string_view json, const std::string& name) {
+HostReading readHost(std::string_view json, const std::string& name, KeyUse* keyUse) {
   HostReading reading;
-  Problems problems;
+  Findings findings{.keyUse = keyUse};
   Json root;
   Host host;
-  if (const auto error = parseJson(json, root)) {
+  if (const auto error = parseJson(json, root, findings)) {
     reading.problems.push_back(fmt::format("{}:{}: {}", name, error->line, error->reason));
     return reading;
   }
-  readRoot(Node(root, problems), host);
+  readRoot(Node(root, findings), findings, host);
+  std::vector<Problem>& problems = findings.problems;
   if (problems.empty()) {
     reading.host = std::move(host);
     return reading;
   }
-  std::vector<std::pair<std::size_t, const Problem*>> sorted;
+  findLines(json, problems);
+  std::stable_sort(problems.begin(), problems.end(),
+                   [](const Problem& a, const Problem& b) { return a.line < b.line; });
   for (const Problem& problem : problems) {
-    sorted.emplace_back(lineOf(json, problem.place), &problem);
+    const std::string_view place = problem.place.empty() ? "/" : std::string_view(problem.place);
+    reading.problems.push_back(
+        fmt::format("{}:{}: {}: {}", name, problem.line, place, problem.reason));
   }
-  std::stable_sort(sorted.begin(), sorted.end(),
-                   [](const auto& a, const auto& b) { return a.first < b.first; });
-  for (const auto& [line, problem] : sorted) {
-    const std::string_view place = problem->place.empty() ? "/" : std::string_view(problem->place);
-    reading.problems.push_back(fmt::format("{}:{}: {}: {}", name, line, place, problem->reason));
+  if (findings.furtherProblems > 0) {
+    reading.problems.push_back(
+        fmt::format("{}: and {} more problems", name, findings.furtherProblems));
   }
   return reading;
 }
 
-HostReading readHostFile(const std::string& path) {
+HostReading readHostFile(const std::string& path, KeyUse* keyUse) {
   std::string content;
   if (const std::string error = readFile(path, content); !error.empty()) {
     return {.problems = {fmt::format("{}: {}", path, error)}};
   }
-  return readHost(content, path);
+  return readHost(content, path, keyUse);
 }
 
 }  // namespace zansim

@@ -15,12 +15,11 @@ struct SyntaxError {
   std::string reason;
 };
 
-// Refuses, besides what is no JSON, a key that stands twice in an object and nesting beyond 32
-// levels.
-std::optional<SyntaxError> parseJson(std::string_view text, Json& value);
+// Comments, "//" to the end of the line and "/*" to "*/", are blanks. Refuses nesting beyond 32
+// levels. A key that stands twice in an object is a finding; the last one counts.
+std::optional<SyntaxError> parseJson(std::string_view text, Json& value, Findings& findings);
 
-// The line, counted from 1, at which the value of a JSON pointer begins, or that of its nearest
-// ancestor. The text must be JSON.
-std::size_t lineOf(std::string_view text, std::string_view place);
+// Sets the lines, counted from 1, of the problems that have none. The text must be JSON.
+void findLines(std::string_view text, std::vector<Problem>& problems);
 
 }  // namespace zansim

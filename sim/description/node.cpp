@@ -18,20 +18,6 @@ std::string shown(const Json& value) {
   return text;
 }
 
-std::string escaped(std::string_view key) {
-  std::string text;
-  for (const char c : key) {
-    if (c == '~') {
-      text += "~0";
-    } else if (c == '/') {
-      text += "~1";
-    } else {
-      text += c;
-    }
-  }
-  return text;
-}
-
 // The number of single-character changes from one word to the other.
 std::size_t distance(std::string_view a, std::string_view b) {
   std::vector<std::size_t> row(b.size() + 1);
@@ -50,16 +36,47 @@ std::size_t distance(std::string_view a, std::string_view b) {
 
 }  // namespace
 
+bool Findings::keepsAnother() {
+  constexpr std::size_t kMost = 1000;
+  if (problems.size() < kMost) return true;
+  ++furtherProblems;
+  return false;
+}
+
+std::string pointerToken(std::string_view key) {
+  std::string text;
+  for (const char c : key) {
+    if (c == '~') {
+      text += "~0";
+    } else if (c == '/') {
+      text += "~1";
+    } else if (const auto byte = static_cast<unsigned char>(c); byte < ' ' || byte == 0x7f) {
+      text += fmt::format("\\u{:04x}", byte);
+    } else {
+      text += c;
+    }
+  }
+  return text;
+}
+
 std::string Node::place() const {
   if (parent_ == nullptr) return "";
   const bool inList = parent_->value_.is_array();
-  return parent_->place() + "/" + (inList ? std::to_string(index_) : escaped(key_));
+  return parent_->place() + "/" + (inList ? std::to_string(index_) : pointerToken(key_));
 }
 
 void Node::complain(std::string reason) const {
-  // A description that is wrong everywhere is reported as far as anyone will read.
-  constexpr std::size_t kMost = 100;
-  if (problems_.size() < kMost) problems_.push_back({place(), std::move(reason)});
+  if (findings_.keepsAnother()) findings_.problems.push_back({place(), std::move(reason)});
+}
+
+void Node::refersTo(Named what, unsigned number) const {
+  findings_.references.push_back({what, number, place()});
+}
+
+void Node::noteKey(std::string_view kind, std::string_view key, bool used) const {
+  if (findings_.keyUse == nullptr) return;
+  findings_.keyUse->known.emplace(kind, key);
+  if (used) findings_.keyUse->used.emplace(kind, key);
 }
 
 void Node::complainExpected(std::string_view wanted) const {

@@ -4,34 +4,68 @@
 #include <nlohmann/json.hpp>
 
 #include <cstddef>
+#include <set>
 #include <span>
 #include <string>
 #include <string_view>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace zansim {
+
+using Json = nlohmann::json;
 
 // What is wrong with a description. `place` is a JSON pointer.
 struct Problem {
   std::string place;
   std::string reason;
+  std::size_t line = 0;  // 0: where the place is
 };
 
-using Problems = std::vector<Problem>;
-using Json = nlohmann::json;
+// What a description names by number, and only the complete machine can tell to be there.
+enum class Named { gpu, numaNode, vgpuType, vgpuInstance };
+
+struct Reference {
+  Named what;
+  unsigned number;
+  std::string place;
+};
+
+// The keys that objects may have, and those that a description has, each as "kind of object" and
+// "key".
+struct KeyUse {
+  using Keys = std::set<std::pair<std::string, std::string>>;
+  Keys known;
+  Keys used;
+};
+
+// What comes to light while a description is read, besides the machine.
+struct Findings {
+  std::vector<Problem> problems = {};
+  std::size_t furtherProblems = 0;  // beyond those that are kept
+  std::vector<Reference> references = {};
+  KeyUse* keyUse = nullptr;  // where somebody wants to know
+
+  // A description that is wrong everywhere is reported as far as anyone will read.
+  bool keepsAnother();
+};
+
+// A key as a part of a JSON pointer; control characters are written as JSON writes them.
+std::string pointerToken(std::string_view key);
 
 class Node {
  public:
-  Node(const Json& value, Problems& problems) : value_(value), problems_(problems) {}
+  Node(const Json& value, Findings& findings) : value_(value), findings_(findings) {}
 
   const Json& json() const { return value_; }
 
   // A member or an element; the parent and the key must outlive it.
   Node member(std::string_view key, const Json& value) const {
-    return {value, problems_, this, key, 0};
+    return {value, findings_, this, key, 0};
   }
   Node element(std::size_t index, const Json& value) const {
-    return {value, problems_, this, {}, index};
+    return {value, findings_, this, {}, index};
   }
 
   // The JSON pointer to this value.
@@ -43,15 +77,19 @@ class Node {
   // Notes that this value is none of what is wanted, and says what it is.
   void complainExpected(std::string_view wanted) const;
 
-  bool hasProblems() const { return !problems_.empty(); }
+  // Notes that this value names something.
+  void refersTo(Named what, unsigned number) const;
+
+  // Notes that an object of this kind may have the key, and whether the one at hand has it.
+  void noteKey(std::string_view kind, std::string_view key, bool used) const;
 
  private:
-  Node(const Json& value, Problems& problems, const Node* parent, std::string_view key,
+  Node(const Json& value, Findings& findings, const Node* parent, std::string_view key,
        std::size_t index)
-      : value_(value), problems_(problems), parent_(parent), key_(key), index_(index) {}
+      : value_(value), findings_(findings), parent_(parent), key_(key), index_(index) {}
 
   const Json& value_;
-  Problems& problems_;
+  Findings& findings_;
   const Node* parent_ = nullptr;
   std::string_view key_;
   std::size_t index_ = 0;
@@ -77,10 +115,12 @@ bool isText(const Node& node, std::string_view text);
 bool expectObject(const Node& node, std::string_view what = "an object");
 bool expectArray(const Node& node, std::string_view what = "a list");
 
-// Reads every member by the key of its name, of which `keys` holds some range.
-template <typename Keys, typename Target>
-void readObject(const Node& node, const Keys& keys, Target& target) {
+// Reads every member by the key of its name. `kind` says what the object stands for.
+template <typename Target>
+void readObject(const Node& node, std::string_view kind,
+                std::type_identity_t<std::span<const Key<Target>>> keys, Target& target) {
   if (!expectObject(node)) return;
+  for (const Key<Target>& key : keys) node.noteKey(kind, key.name, node.json().contains(key.name));
   for (const auto& [name, value] : node.json().items()) {
     const Node member = node.member(name, value);
     const Key<Target>* found = nullptr;

@@ -14,6 +14,8 @@ constexpr unsigned kLongestCommand = 1'000'000;
 constexpr unsigned kMostProcesses = 100'000;
 // Of those that the launcher starts; many more are listed by "pid".
 constexpr unsigned kMostStarted = 1000;
+// Of the command lines of one list.
+constexpr std::size_t kMostBytes = 16'000'000;
 
 struct ProcessDraft {
   ProcessEntry entry;
@@ -96,9 +98,8 @@ void readLists(const Node& node, ProcessDraft& draft) {
 }
 
 void readGpuNumbers(const Node& node, ProcessDraft& draft) {
-  readList(node, "a list of GPU indices", [&](const Node& element) {
-    readUnsigned(element, 0, kMaxGpus - 1, draft.entry.gpus.emplace_back());
-  });
+  readList(node, "a list of GPU indices",
+           [&](const Node& element) { readGpuIndex(element, draft.entry.gpus.emplace_back()); });
 }
 
 constexpr std::array kProcessKeys{
@@ -128,10 +129,12 @@ constexpr std::array kProcessKeys{
 void readProcesses(const Node& node, ProcessOwner owner, std::vector<ProcessEntry>& processes) {
   const auto keys =
       std::span(kProcessKeys).first(kProcessKeys.size() - (owner == ProcessOwner::gpu ? 1 : 0));
+  std::size_t bytes = 0;
   readList(node, "a list of processes", [&](const Node& element) {
+    if (bytes > kMostBytes) return;
     ProcessDraft draft;
     draft.entry.memory = NumberSource::constant(0);
-    readObject(element, keys, draft);
+    readObject(element, "process", keys, draft);
     if (element.json().is_object() && draft.sources != 1) {
       element.complain("a process has one of \"command\", \"length\", \"kind\" and \"pid\"");
     }
@@ -144,6 +147,8 @@ void readProcesses(const Node& node, ProcessOwner owner, std::vector<ProcessEntr
     if (owner == ProcessOwner::machine && element.json().is_object() && draft.entry.gpus.empty()) {
       element.complain("a process of the machine names its \"gpus\"");
     }
+    for (const std::string& argument : draft.entry.arguments) bytes += argument.size();
+    if (bytes > kMostBytes) element.complain("the command lines are longer than 16 MB together");
     processes.push_back(std::move(draft.entry));
   });
 }

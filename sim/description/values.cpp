@@ -206,7 +206,10 @@ constexpr std::array kSignalKeys{
 void readSignal(const Node& node, const NumberRule& rule, NumberSource& source) {
   if (rule.form == Form::pair) return node.complain("this attribute cannot be a signal");
   SignalDraft draft{.rule = rule, .signal = {}};
-  readObject(node, kSignalKeys, draft);
+  readObject(node, "signal", kSignalKeys, draft);
+  if (!node.json().contains("signal")) {
+    return node.complain(R"(a signal needs "signal": "sine", "ramp", "steps" or "walk")");
+  }
   const bool isSteps = draft.signal.shape == Signal::Shape::steps;
   if (isSteps == draft.signal.values.empty()) {
     return node.complain(isSteps ? "a \"steps\" signal needs \"values\""
@@ -221,15 +224,24 @@ void readSignal(const Node& node, const NumberRule& rule, NumberSource& source) 
             .signal = std::make_shared<const Signal>(std::move(draft.signal))};
 }
 
-bool isSingleKey(const Node& node, const char* key) {
-  return node.json().is_object() && node.json().size() == 1 && node.json().contains(key);
+// Whether the value is {FORM: ...}.
+bool isForm(const Node& node, const char* form) {
+  const bool matches =
+      node.json().is_object() && node.json().size() == 1 && node.json().contains(form);
+  node.noteKey("value", form, matches);
+  return matches;
+}
+
+bool isLikeSignal(const Json& json) {
+  return std::any_of(kSignalKeys.begin(), kSignalKeys.end(),
+                     [&](const auto& key) { return json.is_object() && json.contains(key.name); });
 }
 
 }  // namespace
 
 std::optional<nvmlReturn_t> readFailure(const Node& node) {
   if (isText(node, kUnavailable)) return NVML_ERROR_NOT_SUPPORTED;
-  if (!isSingleKey(node, "fails")) return std::nullopt;
+  if (!isForm(node, "fails")) return std::nullopt;
   nvmlReturn_t code = NVML_ERROR_UNKNOWN;
   readReturnCode(node.member("fails", node.json().front()), code);
   return code;
@@ -238,27 +250,28 @@ std::optional<nvmlReturn_t> readFailure(const Node& node) {
 void readNumberSource(const Node& node, const NumberRule& rule, NumberSource& source) {
   if (const auto code = readFailure(node)) {
     source = NumberSource::failing(*code);
-  } else if (isSingleKey(node, "raw")) {
+  } else if (isForm(node, "raw")) {
     const Node raw = node.member("raw", node.json().front());
     const NumberRule any{.max = std::numeric_limits<std::uint64_t>::max()};
     readNumberSource(raw, any, source);
-  } else if (node.json().is_object() && node.json().contains("signal")) {
+  } else if (isLikeSignal(node.json())) {
     readSignal(node, rule, source);
   } else if (std::uint64_t value = 0; parseNumber(node.json(), rule, value)) {
     source = NumberSource::constant(value);
   } else {
-    node.complainExpected(wanted(rule) + ", a signal or \"unavailable\"");
+    const bool mayVary = rule.form != Form::pair;
+    node.complainExpected(wanted(rule) + (mayVary ? ", a signal" : "") + " or \"unavailable\"");
   }
 }
 
 void readTextSource(const Node& node, std::size_t longest, TextSource& source) {
   if (const auto code = readFailure(node)) {
     source = TextSource::failing(*code);
-  } else if (isSingleKey(node, "fill")) {
+  } else if (isForm(node, "fill")) {
     source = {.given = true, .fillsBuffer = true};
     readText(node.member("fill", node.json().front()), 1, source.text);
     if (source.text.empty()) node.complain("\"fill\" needs one character");
-  } else if (isSingleKey(node, "raw")) {
+  } else if (isForm(node, "raw")) {
     source = {.given = true};
     readText(node.member("raw", node.json().front()), 1U << 20U, source.text);
   } else if (node.json().is_string()) {
@@ -280,7 +293,12 @@ void readReturnCode(const Node& node, nvmlReturn_t& code) {
   }
   if (node.json().is_string()) {
     const auto& word = node.json().get_ref<const std::string&>();
-    return node.complain(fmt::format("unknown return code{}", suggestion(word, names)));
+    const std::string hint = suggestion(word, names);
+    return node.complain(
+        hint.empty()
+            ? fmt::format("unknown return code, expected a number from 1 to 999 or one of {}",
+                          fmt::join(names, ", "))
+            : "unknown return code" + hint);
   }
   unsigned number = 0;
   readUnsigned(node, 1, 999, number);
@@ -296,6 +314,11 @@ void readUnsigned(const Node& node, unsigned min, unsigned max, unsigned& target
   std::uint64_t value = target;
   readInteger(node, min, max, value);
   target = static_cast<unsigned>(value);
+}
+
+void readGpuIndex(const Node& node, unsigned& index) {
+  readUnsigned(node, 0, std::numeric_limits<unsigned>::max(), index);
+  node.refersTo(Named::gpu, index);
 }
 
 void readBool(const Node& node, bool& target) {

@@ -32,6 +32,8 @@ void readReturnCode(const Node& node, nvmlReturn_t& code);
 // Plain numbers and texts, which can be no signal.
 void readInteger(const Node& node, std::uint64_t min, std::uint64_t max, std::uint64_t& target);
 void readUnsigned(const Node& node, unsigned min, unsigned max, unsigned& target);
+// The index of a GPU, which the machine must turn out to have.
+void readGpuIndex(const Node& node, unsigned& index);
 void readBool(const Node& node, bool& target);
 void readText(const Node& node, std::size_t longest, std::string& target);
 

@@ -13,6 +13,8 @@ constexpr std::size_t kLongestVmText = kZanmlVmTextSize - 1;
 constexpr std::size_t kLongestTypeText = kZanmlVgpuTypeTextSize - 1;
 // A name of this length has no room for its NUL in a sample.
 constexpr std::size_t kLongestProcessName = sizeof(nvmlVgpuProcessUtilizationSample_t::processName);
+// Of the instances of a GPU and of their processes.
+constexpr std::size_t kMostEntries = 65'536;
 constexpr unsigned kAnyId = std::numeric_limits<unsigned>::max();
 
 constexpr NumberRule kPercent{.max = 100};
@@ -45,6 +47,11 @@ constexpr std::array kProcessKeys{
     utilizationKey<VgpuProcess, 3>(),
 };
 
+void readTypeId(const Node& node, unsigned& id) {
+  readUnsigned(node, 0, kAnyId, id);
+  node.refersTo(Named::vgpuType, id);
+}
+
 struct InstanceDraft {
   VgpuInstance instance;
   unsigned count = 1;
@@ -71,19 +78,18 @@ constexpr std::array kInstanceKeys{
     Key<InstanceDraft>{"id",
                        [](const Node& node, InstanceDraft& draft) {
                          readUnsigned(node, 1, kAnyId, draft.instance.id);
+                         node.refersTo(Named::vgpuInstance, draft.instance.id);
                        }},
     Key<InstanceDraft>{
         "count",
         [](const Node& node, InstanceDraft& draft) { readUnsigned(node, 0, 4096, draft.count); }},
-    Key<InstanceDraft>{"type",
-                       [](const Node& node, InstanceDraft& draft) {
-                         readUnsigned(node, 0, kAnyId, draft.instance.type);
-                       }},
+    Key<InstanceDraft>{"type", [](const Node& node,
+                                  InstanceDraft& draft) { readTypeId(node, draft.instance.type); }},
     Key<InstanceDraft>{"uuid", readInstanceText<&VgpuInstance::uuid>},
     Key<InstanceDraft>{"mdev_uuid", readInstanceText<&VgpuInstance::mdevUuid>},
     Key<InstanceDraft>{"driver_version", readInstanceText<&VgpuInstance::driverVersion>},
-    Key<InstanceDraft>{
-        "vm", [](const Node& node, InstanceDraft& draft) { readObject(node, kVmKeys, draft); }},
+    Key<InstanceDraft>{"vm", [](const Node& node,
+                                InstanceDraft& draft) { readObject(node, "VM", kVmKeys, draft); }},
     Key<InstanceDraft>{"ecc",
                        [](const Node& node, InstanceDraft& draft) {
                          readNumberSource(node, {.max = 1, .words = kSwitchWords},
@@ -98,12 +104,12 @@ constexpr std::array kInstanceKeys{
         [](const Node& node, InstanceDraft& draft) { readBool(node, draft.instance.sample); }},
     Key<InstanceDraft>{"utilization",
                        [](const Node& node, InstanceDraft& draft) {
-                         readObject(node, kUtilizationKeys, draft.instance);
+                         readObject(node, "vGPU utilization", kUtilizationKeys, draft.instance);
                        }},
     Key<InstanceDraft>{"processes",
                        [](const Node& node, InstanceDraft& draft) {
                          readList(node, "a list", [&](const Node& element) {
-                           readObject(element, std::span(kProcessKeys),
+                           readObject(element, "vGPU process", kProcessKeys,
                                       draft.instance.processes.emplace_back());
                          });
                        }},
@@ -111,11 +117,20 @@ constexpr std::array kInstanceKeys{
 
 void readInstances(const Node& node, Vgpu& vgpu) {
   vgpu.instances.clear();
+  std::size_t entries = 0;
   readList(node, "a list", [&](const Node& element) {
+    if (entries > kMostEntries) return;
     InstanceDraft draft;
-    readObject(element, kInstanceKeys, draft);
+    readObject(element, "vGPU instance", kInstanceKeys, draft);
     if (draft.count > 1 && draft.instance.id != 0) {
       element.complain("only one instance can have this \"id\"");
+    }
+    if (element.json().is_object() && !element.json().contains("type")) {
+      element.complain("a vGPU instance has a \"type\"");
+    }
+    entries += draft.count * (1 + draft.instance.processes.size());
+    if (entries > kMostEntries) {
+      return element.complain("more instances and processes than can be simulated");
     }
     vgpu.instances.insert(vgpu.instances.end(), draft.count, draft.instance);
   });
@@ -124,9 +139,8 @@ void readInstances(const Node& node, Vgpu& vgpu) {
 template <std::vector<unsigned> Vgpu::*Member>
 void readTypeIds(const Node& node, Vgpu& vgpu) {
   (vgpu.*Member).clear();
-  readList(node, "a list of vGPU type ids", [&](const Node& element) {
-    readUnsigned(element, 0, kAnyId, (vgpu.*Member).emplace_back());
-  });
+  readList(node, "a list of vGPU type ids",
+           [&](const Node& element) { readTypeId(element, (vgpu.*Member).emplace_back()); });
 }
 
 constexpr std::array kVgpuKeys{
@@ -168,16 +182,19 @@ void readVgpu(const Node& node, Vgpu& vgpu) {
     return;
   }
   vgpu.code = NVML_SUCCESS;
-  readObject(node, kVgpuKeys, vgpu);
+  readObject(node, "vGPU", kVgpuKeys, vgpu);
 }
 
 void readVgpuTypes(const Node& node, std::vector<VgpuType>& types) {
   readList(node, "a list of vGPU types", [&](const Node& element) {
     VgpuType type;
-    readObject(element, kTypeKeys, type);
+    readObject(element, "vGPU type", kTypeKeys, type);
     const bool taken = std::any_of(types.begin(), types.end(),
                                    [&](const VgpuType& other) { return other.id == type.id; });
     if (taken) element.complain("another vGPU type has this id");
+    if (element.json().is_object() && !element.json().contains("id")) {
+      element.complain("a vGPU type has an \"id\"");
+    }
     types.push_back(std::move(type));
   });
 }

@@ -21,12 +21,14 @@ constexpr std::string_view kHostSuffix = ".json";
 Layout findLayout() {
   const fs::path programs = fs::read_symlink("/proc/self/exe").parent_path();
   const fs::path libraries = (programs / ZANSIM_LIBRARIES_FROM_PROGRAMS).lexically_normal();
-  const fs::path hosts = (programs / ZANSIM_HOSTS_FROM_PROGRAMS).lexically_normal();
+  const fs::path data = (programs / ZANSIM_DATA_FROM_PROGRAMS).lexically_normal();
   return {.programs = programs,
           .libraries = libraries,
           .preload = libraries / "libzansim_preload.so",
           .process = libraries / "zansim-process",
-          .hosts = hosts};
+          .hosts = data / "hosts",
+          .example = data / "example.json",
+          .shell = data / "shell"};
 }
 
 std::vector<std::string> hostNames(const Layout& layout) {

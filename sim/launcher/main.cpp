@@ -6,6 +6,7 @@
 #include "launcher/library_copy.h"
 #include "launcher/options.h"
 #include "launcher/processes.h"
+#include "launcher/shell.h"
 #include "launcher/state_directory.h"
 #include "machine/session.h"
 
@@ -15,7 +16,9 @@
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
+#include <fstream>
 #include <functional>
+#include <iterator>
 #include <stdexcept>
 
 namespace zansim {
@@ -34,7 +37,11 @@ void printProblems(std::FILE* stream, const HostReading& reading) {
 int checkDescription(const std::string& file) {
   const HostReading reading = readHostFile(file);
   printProblems(stdout, reading);
-  return reading.host ? 0 : 1;
+  if (!reading.host) return 1;
+  const std::size_t gpus = reading.host->gpus.size();
+  fmt::print("{}: a correct description of a machine with {} GPU{}\n", file, gpus,
+             gpus == 1 ? "" : "s");
+  return 0;
 }
 
 int listHosts(const Layout& layout) {
@@ -42,6 +49,14 @@ int listHosts(const Layout& layout) {
     const HostReading reading = readHostFile(findHost(layout, name));
     fmt::print("{:<16}{}\n", name, reading.host ? reading.host->description : "cannot be read");
   }
+  return 0;
+}
+
+int printExample(const Layout& layout) {
+  std::ifstream file(layout.example);
+  const std::string text(std::istreambuf_iterator<char>(file), {});
+  if (text.empty()) throw std::runtime_error(layout.example + ": cannot be read");
+  fmt::print("{}", text);
   return 0;
 }
 
@@ -138,7 +153,10 @@ int runOnMachine(const Options& options, const Layout& layout) {
   Processes processes(layout.process);
   ProcessWatch watch(file, directory.processTable(), processes);
   watch.update(host);
-  return runCommand(options.command, environment, std::ref(watch));
+  if (!options.command.empty()) return runCommand(options.command, environment, std::ref(watch));
+  const Shell shell = userShell(layout, options.host);
+  environment.insert(environment.end(), shell.environment.begin(), shell.environment.end());
+  return runCommand(shell.command, environment, std::ref(watch));
 }
 
 int showState(const Options& options) {
@@ -151,8 +169,9 @@ int showState(const Options& options) {
 
 int run(const Options& options) {
   const Layout layout = findLayout();
-  if (!options.check.empty()) return checkDescription(options.check);
+  if (options.check) return checkDescription(*options.check);
   if (options.list) return listHosts(layout);
+  if (options.example) return printExample(layout);
   if (options.showState) return showState(options);
   return runOnMachine(options, layout);
 }

@@ -19,11 +19,12 @@ constexpr char kDescription[] =
     "\n"
     "The command sees the machine's management library, its device nodes, processors, NUMA nodes\n"
     "and processes, and directories of its own in place of /var/run and /var/log/zanctl. Nothing\n"
-    "of it needs root or a GPU.";
+    "of it needs root or a GPU. Without a command, a shell is opened on the machine.";
 
 constexpr char kFooter[] =
     "\n"
     "Examples:\n"
+    "  zansim\n"
     "  zansim -- zanctl\n"
     "  zansim --host large-host -- zanctl -L\n"
     "  zansim --host ./my-host.json --state /tmp/machine -- zanctl dmon -c 5\n"
@@ -37,7 +38,7 @@ constexpr char kFooter[] =
 class HelpFormatter : public CLI::Formatter {
  public:
   std::string make_usage(const CLI::App*, std::string) const override {
-    return "\nUsage: zansim [OPTIONS] -- COMMAND [ARGUMENTS]\n";
+    return "\nUsage: zansim [OPTIONS] [-- COMMAND [ARGUMENTS]]\n";
   }
 };
 
@@ -70,19 +71,15 @@ void addOptions(CLI::App& app, Options& options) {
          "Let the command's clock begin at this local time")
       ->type_name("\"YYYY-MM-DD HH:MM:SS\"");
   app.add_flag("--virtual-clock", options.virtualClock,
-               "Let time stand still but for sleeping: a sleep of the command returns at once and "
+               "Let time stand still but for waiting: a sleep of the command returns at once and "
                "moves its clock. A command that repeats for ever then never pauses");
   app.add_option("--check", options.check, "Only check a description, and print what is wrong")
       ->type_name("FILE");
   app.add_flag("--list", options.list, "Only list the machines that come with zansim");
+  app.add_flag("--example", options.example,
+               "Only print a description that uses every key, with comments, to begin one from");
   app.add_flag("--show-state", options.showState,
                "Only print what the commands on the machine of --state have changed");
-}
-
-std::string missing(const Options& options) {
-  if (!options.check.empty() || options.list) return "";
-  if (options.showState) return options.state.empty() ? "--show-state needs --state" : "";
-  return options.command.empty() ? "there is no command; put it behind \"--\"" : "";
 }
 
 }  // namespace
@@ -116,8 +113,8 @@ ParsedOptions parseOptions(int argc, char** argv) {
     parsed.exitStatus = status == 0 ? 0 : kLauncherFailed;
     return parsed;
   }
-  if (const std::string reason = missing(options); !reason.empty()) {
-    std::cerr << "zansim: " << reason << "\nRun with --help for more information.\n";
+  if (options.showState && options.state.empty()) {
+    std::cerr << "zansim: --show-state needs --state\nRun with --help for more information.\n";
     parsed.exitStatus = kLauncherFailed;
   }
   return parsed;

@@ -16,10 +16,11 @@ struct Options {
   std::string trace;
   std::optional<Time> startTime;
   bool virtualClock = false;
-  std::string check;
+  std::optional<std::string> check;
   bool list = false;
+  bool example = false;
   bool showState = false;
-  std::vector<std::string> command;
+  std::vector<std::string> command;  // empty: the user's shell
 };
 
 // What to do with the command line: run with these options, or end with this status because a help

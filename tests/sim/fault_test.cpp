@@ -78,7 +78,7 @@ TEST_F(FaultTest, ListsGrowBetweenTheCalls) {
 }
 
 TEST_F(FaultTest, LostGpusAnswerNothingElse) {
-  start(R"({"gpus": [{"name": "unavailable", "vgpu": {"instances": [{"id": 4}]}}, {}],
+  start(R"({"gpus": [{"name": "unavailable", "vgpu": {"instances": [{"id": 4, "type": 0}]}}, {}],
             "vgpu_types": [{"id": 0}], "lost": [{"gpu": 0}]})");
   nvmlDevice_t device = nullptr;
   EXPECT_EQ(nvmlDeviceGetHandleByIndex_v2(0, &device), NVML_ERROR_GPU_IS_LOST);

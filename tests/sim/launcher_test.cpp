@@ -41,7 +41,7 @@ TEST_F(LauncherTest, RefusesWhatItCannotSetUp) {
     std::vector<std::string> arguments;
     std::string message;
   } const kRefusals[] = {
-      {{}, "zansim: there is no command; put it behind \"--\"\n"},
+      {{"true"}, "The following argument was not expected: true\n"},
       {{"--host", "eigth-gpu", "--", "true"},
        "zansim: there is no host \"eigth-gpu\", did you mean \"eight-gpu\"?\n"},
       {{"--host", "/nonexistent.json", "--", "true"},
@@ -68,7 +68,9 @@ TEST_F(LauncherTest, RefusesWhatItCannotSetUp) {
 
 TEST_F(LauncherTest, ChecksADescription) {
   const std::string good = workspace.path("host.json");
-  EXPECT_EQ(Program({ZANSIM_PROGRAM, "--check", good}).finish().status, 0);
+  const RunResult correct = Program({ZANSIM_PROGRAM, "--check", good}).finish();
+  EXPECT_EQ(correct.status, 0);
+  EXPECT_EQ(correct.output, good + ": a correct description of a machine with 3 GPUs\n");
   const std::string bad = workspace.write("bad.json", "{\"gpus\": [],\n\"x\": 1,\n\"cpus\": 0}");
   const RunResult result = Program({ZANSIM_PROGRAM, "--check", bad}).finish();
   EXPECT_EQ(result.status, 1);

@@ -74,6 +74,12 @@ TEST_F(PreloadTest, TheVirtualClockMovesBySleeping) {
   EXPECT_EQ(output("date +%F; sleep 86400; date +%F", state), "2024-03-08\n2024-03-09\n");
 }
 
+TEST_F(PreloadTest, TheVirtualClockMovesByWaiting) {
+  EXPECT_EQ(output("date +%T; " ZANSIM_PROBE " wait:; date +%T; " ZANSIM_PROBE " wait:x; date +%T",
+                   {"--virtual-clock", "--start-time", "2024-03-07 09:59:58"}),
+            "09:59:58\n0 0 0 0 0 0\n10:00:48\n1 1 1 1 1 10\n10:00:48\n");
+}
+
 TEST_F(PreloadTest, LatenciesTakeVirtualTimeAndSignalsFollowIt) {
   workspace.write("host.json", R"({"gpus": [{"name": "x"}],
     "faults": [{"operation": "nvmlDeviceGetName", "latency_us": 1500000}]})");

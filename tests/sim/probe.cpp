@@ -1,7 +1,7 @@
 // Asks the library on behalf of the launcher's tests: each argument is a question, each line of
 // the output an answer.
 //
-//   name:N  pids:N  vgpu-pids:N  reset:N  has:OPERATION
+//   name:N  pids:N  vgpu-pids:N  reset:N  has:OPERATION  wait:TEXT
 #include "zanml/zanml.h"
 
 #include <cstdio>
@@ -10,6 +10,10 @@
 #include <string>
 
 #include <dlfcn.h>
+#include <poll.h>
+#include <sys/epoll.h>
+#include <sys/select.h>
+#include <unistd.h>
 
 namespace {
 
@@ -41,6 +45,33 @@ void printVgpuPids(nvmlDevice_t device) {
   std::printf("\n");
 }
 
+// Waits ten seconds in each way for a pipe that the character is written to.
+void printWaits(const std::string& written) {
+  int ends[2] = {};
+  if (pipe(ends) != 0 || write(ends[1], written.data(), written.size()) < 0) std::exit(1);
+  const timespec time = {.tv_sec = 10, .tv_nsec = 0};
+  timeval rest = {.tv_sec = 10, .tv_usec = 0};
+  pollfd entry = {.fd = ends[0], .events = POLLIN, .revents = 0};
+  epoll_event event = {};
+  event.events = EPOLLIN;
+  const int instance = epoll_create1(0);
+  epoll_ctl(instance, EPOLL_CTL_ADD, ends[0], &event);
+  const auto one = [&] {
+    fd_set set;
+    FD_ZERO(&set);
+    FD_SET(ends[0], &set);
+    return set;
+  };
+  fd_set first = one();
+  fd_set second = one();
+  const int found[] = {poll(&entry, 1, 10'000), ppoll(&entry, 1, &time, nullptr),
+                       select(ends[0] + 1, &first, nullptr, nullptr, &rest),
+                       pselect(ends[0] + 1, &second, nullptr, nullptr, &time, nullptr),
+                       epoll_wait(instance, &event, 1, 10'000)};
+  for (const int count : found) std::printf("%d ", count);
+  std::printf("%ld\n", rest.tv_sec);
+}
+
 void answer(const std::string& question) {
   const std::size_t colon = question.find(':');
   const std::string what = question.substr(0, colon);
@@ -49,6 +80,7 @@ void answer(const std::string& question) {
     std::printf("%d\n", dlsym(library(), argument.c_str()) != nullptr);
     return;
   }
+  if (what == "wait") return printWaits(argument);
   nvmlDevice_t device = nullptr;
   ZANSIM_FIND(nvmlDeviceGetHandleByIndex_v2)
   (static_cast<unsigned>(std::strtoul(argument.c_str(), nullptr, 10)), &device);

@@ -2,8 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 #include <string>
+
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace zansim {
 namespace {
@@ -33,7 +37,7 @@ TEST(Refusal, OfWhatIsNoDescription) {
       {R"({"gpus": 3})", "f:1: /gpus: expected a list of GPUs, not 3"},
       {"{\n \"gpus\": [],\n \"cpu\": 4}", "f:3: /cpu: unknown key, did you mean \"cpus\"?"},
       {"{\"gpus\": [],\n\"seed\": 1,\n\"seed\": 2}",
-       "f:3: the key \"seed\" stands twice in one object"},
+       "f:3: /seed: this key stands twice, for the first time in line 2"},
       {R"({"gpus": [], "cpus": 0})", "f:1: /cpus: expected a whole number from 1 to 8192, not 0"},
       {R"({"gpus": [], "driver_nodes": "no"})",
        "f:1: /driver_nodes: expected true, false or \"unreadable\", not \"no\""},
@@ -46,7 +50,7 @@ TEST(Refusal, OfWhatIsNoDescription) {
        "f:1: /numa_nodes/0/cpus: expected ascending CPU numbers below 8192 like \"0-7,16-23\", not "
        "\"3-1\""},
       {R"({"gpus": [], "numa_nodes": [{"cpus": "0-3"}, {"cpus": "3"}]})",
-       "f:1: /: CPU 3 belongs to two NUMA nodes"},
+       "f:1: /numa_nodes/1: CPU 3 belongs to another NUMA node already"},
       {R"({"gpus": [{"count": 1000}, {"count": 25}]})",
        "f:1: /gpus/1: a machine has at most 1024 GPUs"},
       {R"({"gpus": [], "defaults": {"count": 2}})",
@@ -76,7 +80,7 @@ TEST(Refusal, OfAttributes) {
        "/ecc/current: expected one of \"disabled\", \"enabled\", \"false\", \"true\", or a number "
        "from 0 to 1, a signal or \"unavailable\", not \"on\""},
       {R"("voltages": {"gpu": 0.85})",
-       "/voltages/gpu: expected a text like \"8.0\", a signal or \"unavailable\", not 0.85"},
+       "/voltages/gpu: expected a text like \"8.0\" or \"unavailable\", not 0.85"},
       {R"("voltages": {"gpu": {"signal": "sine", "min": 0, "max": 1}})",
        "/voltages/gpu: this attribute cannot be a signal"},
       {R"("name": 5)", "/name: expected a text or \"unavailable\", not 5"},
@@ -87,6 +91,8 @@ TEST(Refusal, OfAttributes) {
       {R"("name": {"fill": ""})", "/name: \"fill\" needs one character"},
       {R"("temperature": {"signal": "saw", "min": 1, "max": 2})",
        "/temperature/signal: expected \"sine\", \"ramp\", \"steps\" or \"walk\", not \"saw\""},
+      {R"("temperature": {"min": 1, "max": 2})",
+       "/temperature: a signal needs \"signal\": \"sine\", \"ramp\", \"steps\" or \"walk\""},
       {R"("temperature": {"signal": "sine", "min": 1})",
        "/temperature: this signal needs \"min\" and \"max\""},
       {R"("temperature": {"signal": "sine", "min": 3, "max": 2})",
@@ -128,56 +134,95 @@ TEST(Refusal, OfProcessesVgpusAndFaults) {
       {R"({"gpus": [{}], "processes": [{"command": "a"}]})",
        "f:1: /processes/0: a process of the machine names its \"gpus\""},
       {R"({"gpus": [{}], "processes": [{"command": "a", "gpus": [1]}]})",
-       "f:1: /: a process uses GPU 1, which is not there"},
+       "f:1: /processes/0/gpus/0: there is no GPU 1, the machine has only 0"},
       {R"({"gpus": [{"vgpu": {"supported": [7]}}]})",
-       "f:1: /: GPU 0 names the vGPU type 7, which is none of \"vgpu_types\""},
+       "f:1: /gpus/0/vgpu/supported/0: the vGPU type 7 is none of \"vgpu_types\""},
       {R"({"gpus": [], "vgpu_types": [{"id": 7}, {"id": 7}]})",
        "f:1: /vgpu_types/1: another vGPU type has this id"},
       {R"({"vgpu_types": [{"id": 7}],
            "gpus": [{"vgpu": {"instances": [{"id": 3, "type": 7}]}},
                     {"vgpu": {"instances": [{"id": 3, "type": 7}]}}]})",
-       "f:1: /: GPU 1: another vGPU instance has the id 3"},
+       "f:3: /gpus/1/vgpu/instances/0/id: another vGPU instance has the id 3"},
       {R"({"gpus": [{}], "faults": [{"code": 3}]})",
        "f:1: /faults/0: a fault names its \"operation\""},
       {R"({"gpus": [{}], "faults": [{"operation": "nvml*"}]})",
        "f:1: /faults/0: a fault has a \"code\", a \"latency_us\" or a \"grow\""},
+      {R"({"gpus": [{}], "faults": [{"operation": "*", "code": 3, "keeps_growing": true}]})",
+       "f:1: /faults/0: \"keeps_growing\" says how to \"grow\""},
+      {R"({"vgpu_types": [{"id": 7}],
+           "gpus": [{"count": 900, "vgpu": {"instances": [{"count": 4000, "type": 7}]}}]})",
+       "f:2: /gpus/0: more processes and vGPU instances than can be simulated"},
       {R"({"gpus": [{}], "faults": [{"operation": "*", "code": 3, "gpu": 1}]})",
-       "f:1: /: a fault befalls GPU 1, which is not there"},
+       "f:1: /faults/0/gpu: there is no GPU 1, the machine has only 0"},
       {R"({"gpus": [{}], "faults": [{"operation": "*", "code": 3, "probability": 2}]})",
        "f:1: /faults/0/probability: expected a number from 0 to 1, not 2"},
       {R"({"gpus": [{"placement": "node1/bridge0/port0/switch0"}]})",
-       "f:1: /: GPU 0 is placed on NUMA node 1, which is not there"},
+       "f:1: /gpus/0/placement: there is no NUMA node 1, the machine has only 0"},
   };
   for (const Refusal& refusal : kRefusals) {
     EXPECT_EQ(problemOf(refusal.json), refusal.problem) << refusal.json;
   }
 }
 
-TEST(Refusal, NamesTheLineOfEachProblem) {
+TEST(Refusal, NamesEveryProblemAndItsLine) {
   const std::string json = R"({
+  // A comment, and /* another one */ {
   "gpus": [
-    { "name": "\"a\\" },
+    { "name": "\"a\\" /* " */ },
     {
       "clocks": {
-        "sm": "fast" },
-      "temperature": [ {}, "}" ],
-      "power~/usage": 1
+        "sm": "fast", "sm":
+          "slow" },
+      "temperature": [ {}, "}" ], // ]
+      "power~/usage": 1,
+      "uui\td": 5
     }
-  ]
+  ],
+  "lost": [{ "gpu": [1,
+                     2] }], "init": "tiemout"
 })";
-  const HostReading reading = readHost(json, "host.json");
-  ASSERT_EQ(reading.problems.size(), 3U);
-  EXPECT_TRUE(reading.problems[0].starts_with("host.json:6: /gpus/1/clocks/sm: "));
-  EXPECT_TRUE(reading.problems[1].starts_with("host.json:7: /gpus/1/temperature: "));
-  EXPECT_TRUE(reading.problems[2].starts_with("host.json:8: /gpus/1/power~0~1usage: "));
+  constexpr std::string_view kStarts[] = {
+      "h:7: /gpus/1/clocks/sm: this key stands twice, for the first time in line 7",
+      "h:8: /gpus/1/clocks/sm: expected a whole number",
+      "h:9: /gpus/1/temperature: expected",
+      "h:10: /gpus/1/power~0~1usage: unknown key, did you mean \"power_usage\"?",
+      "h:11: /gpus/1/uui\\u0009d: unknown key",
+      "h:15: /lost/0/gpu/1: there is no GPU 2, the machine has 0 to 1",
+      "h:15: /init: unknown return code, did you mean \"timeout\"?",
+  };
+  std::vector<std::string> problems = readHost(json, "h").problems;
+  ASSERT_EQ(problems.size(), std::size(kStarts));
+  std::sort(problems.begin() + 5, problems.end(), std::greater<>());
+  for (std::size_t i = 0; i < problems.size(); ++i) {
+    EXPECT_EQ(problems[i].substr(0, kStarts[i].size()), kStarts[i]);
+  }
+
+  std::string wrong = R"({"gpus": [], "faults": [0)";
+  for (int i = 0; i < 1500; ++i) wrong += ",\n0";
+  problems = readHost(wrong + "]}", "h").problems;
+  ASSERT_EQ(problems.size(), 1001U);
+  EXPECT_EQ(problems[999], "h:1000: /faults/999: expected an object, not 0");
+  EXPECT_EQ(problems[1000], "h: and 501 more problems");
 }
 
-TEST(Refusal, OfDeepNestingAndMissingFiles) {
-  const std::string deep = R"({"gpus": )" + std::string(1000, '[') + std::string(1000, ']') + "}";
-  EXPECT_EQ(problemOf(deep), "f:1: nested more than 32 levels deep");
+TEST(Refusal, OfWhatCannotBeRead) {
+  const std::string fifo = testing::TempDir() + "zansim-fifo-" + std::to_string(getpid());
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  for (const std::string& path : {fifo, std::string("/dev/null"), std::string("/tmp")}) {
+    EXPECT_EQ(readHostFile(path).problems.front(), path + ": not a regular file");
+  }
+  unlink(fifo.c_str());
   EXPECT_EQ(readHostFile("/nonexistent/h.json").problems.front(),
             "/nonexistent/h.json: No such file or directory");
-  EXPECT_EQ(readHostFile("/tmp").problems.front(), "/tmp: not a regular file");
+  constexpr std::size_t kDeep = 1'000'000;
+  EXPECT_EQ(problemOf("{\"gpus\":\n" + std::string(kDeep, '[')),
+            "f:2: nested more than 32 levels deep");
+  EXPECT_EQ(problemOf("{\n\"gpu\xff\": []}"),
+            "f:2: syntax error while parsing object key - invalid string: ill-formed UTF-8 byte; "
+            "last read: '\"gpu?'; expected string literal");
+  EXPECT_EQ(problemOf(std::string("{\n\0}", 4)), "f:2: a NUL byte");
+  EXPECT_EQ(problemOf("{\"seed\": " + std::string(kDeep, '9') + "}").substr(0, 40),
+            "f:1: number overflow parsing '9999999999");
 }
 
 // Whatever is cut out of or put into a description, reading it ends with a machine or a problem.
