@@ -123,6 +123,7 @@ std::vector<Word> lettersOf(std::string_view letters) {
 
 std::vector<Word> connectionLevels() {
   std::vector<Word> words;
+  words.reserve(kLinkTypes.size());
   for (const LinkType& type : kLinkTypes) {
     words.push_back({std::to_string(words.size()), std::string(type.phrase)});
   }

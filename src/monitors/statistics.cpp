@@ -74,6 +74,7 @@ void writeSample(std::ostream& out, std::uint32_t gpuIndex, const StatsReading& 
 
 std::vector<std::string_view> metricNames() {
   std::vector<std::string_view> names;
+  names.reserve(kMetrics.size());
   for (const Metric& metric : kMetrics) names.push_back(metric.name);
   return names;
 }

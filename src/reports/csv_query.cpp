@@ -51,6 +51,7 @@ std::optional<CsvSettings> checkSettings(const CsvRequest& request, std::ostream
 
 std::vector<std::string_view> formatModifiers() {
   std::vector<std::string_view> names;
+  names.reserve(kModifiers.size());
   for (const ModifierRow& row : kModifiers) names.push_back(row.name);
   return names;
 }

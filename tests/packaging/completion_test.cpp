@@ -14,8 +14,8 @@ namespace {
 
 using Words = std::set<std::string>;
 
-const std::string kFirst = "GPU-a0000000-0000-0000-0000-000000000000";
-const std::string kSecond = "GPU-b0000000-0000-0000-0000-000000000000";
+constexpr const char* kFirst = "GPU-a0000000-0000-0000-0000-000000000000";
+constexpr const char* kSecond = "GPU-b0000000-0000-0000-0000-000000000000";
 
 std::string twoGpus() {
   return machineOf(fmt::format(R"({{"uuid": "{}"}}, {{"uuid": "{}"}})", kFirst, kSecond));
@@ -54,7 +54,8 @@ Words offeredIn(const std::string& line, const std::string& typed) {
 
 class Shell {
  public:
-  Shell(std::string name, std::string command) : name_(std::move(name)), command_(command) {}
+  Shell(std::string name, std::string command)
+      : name_(std::move(name)), command_(std::move(command)) {}
 
   void expectOffers(Host& host, const std::vector<Case>& cases) const {
     SCOPED_TRACE(name_);
@@ -84,10 +85,7 @@ class Shell {
     std::ofstream keys(directory / "keys");
     for (const Case& each : cases) {
       lines << each.typed << "\n";
-      keys << each.typed
-           << "\x18"
-              "a\x18t"
-           << each.typed << "\t\x18t";
+      keys << each.typed << "\030a\030t" << each.typed << "\t\030t";
     }
   }
 
