@@ -148,7 +148,7 @@ int runDeviceMonitor(const DmonOptions& options) {
   if (!delay) return -1;
   const auto count = readCountOption(options.count, std::cout);
   if (!count) return -1;
-  const auto letters = readLettersOption(options.options, "DJTV", std::cout);
+  const auto letters = readLettersOption(options.options, kDeviceMonitorLetters, std::cout);
   if (!letters) return -1;
   Output output(given(options.filename) ? options.filename : "");
   if (!output.usable()) {

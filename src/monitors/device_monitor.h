@@ -8,9 +8,13 @@
 #include <ctime>
 #include <iosfwd>
 #include <optional>
+#include <string_view>
 #include <vector>
 
 namespace zanctl {
+
+// What the -o option may hold: date, JPU shares, time and VPU shares.
+inline constexpr std::string_view kDeviceMonitorLetters = "DJTV";
 
 // 0, or -1 after saying what was refused or lost.
 int runDeviceMonitor(const DmonOptions& options);

@@ -72,7 +72,7 @@ int runProcessMonitor(const PmonOptions& options) {
   if (!delay) return 0;
   const auto count = readCountOption(options.count, std::cout);
   if (!count) return 0;
-  const auto letters = readLettersOption(options.options, "DT", std::cout);
+  const auto letters = readLettersOption(options.options, kProcessMonitorLetters, std::cout);
   if (!letters) {
     std::cout << "\n";
     return -1;

@@ -8,9 +8,13 @@
 #include <ctime>
 #include <iosfwd>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace zanctl {
+
+// What the -o option may hold: date and time.
+inline constexpr std::string_view kProcessMonitorLetters = "DT";
 
 // 0, or -1 after a refused selection or refused letters.
 int runProcessMonitor(const PmonOptions& options);

@@ -72,6 +72,13 @@ void writeSample(std::ostream& out, std::uint32_t gpuIndex, const StatsReading& 
 
 }  // namespace
 
+std::vector<std::string_view> metricNames() {
+  std::vector<std::string_view> names;
+  names.reserve(kMetrics.size());
+  for (const Metric& metric : kMetrics) names.push_back(metric.name);
+  return names;
+}
+
 std::optional<MetricMask> parseMetrics(std::string_view display) {
   MetricMask mask = 0;
   for (const std::string_view piece : splitAtCommas(display)) {

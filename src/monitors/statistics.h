@@ -7,6 +7,7 @@
 #include <iosfwd>
 #include <optional>
 #include <string_view>
+#include <vector>
 
 namespace zanctl {
 
@@ -15,6 +16,9 @@ int runStatistics(const StatsOptions& options);
 
 // What the help of the subcommand adds to its options.
 void printStatisticsHelp(std::ostream& out);
+
+// Every metric, in the order of the output.
+std::vector<std::string_view> metricNames();
 
 // Bits by the position of a metric in the output.
 using MetricMask = unsigned;

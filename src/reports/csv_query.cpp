@@ -49,6 +49,13 @@ std::optional<CsvSettings> checkSettings(const CsvRequest& request, std::ostream
   return CsvSettings{*format, *period};
 }
 
+std::vector<std::string_view> formatModifiers() {
+  std::vector<std::string_view> names;
+  names.reserve(kModifiers.size());
+  for (const ModifierRow& row : kModifiers) names.push_back(row.name);
+  return names;
+}
+
 void refuseField(std::string_view field, std::ostream& out) {
   fmt::print(out, "Field \"{}\" is not a valid field to query.\n\n", field);
 }

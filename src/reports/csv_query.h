@@ -49,6 +49,9 @@ struct CsvSettings {
 // The checked loop period and format; empty after saying what is wrong with them.
 std::optional<CsvSettings> checkSettings(const CsvRequest& request, std::ostream& out);
 
+// The words of the --format option.
+std::vector<std::string_view> formatModifiers();
+
 // Names `field` as no property of a query.
 void refuseField(std::string_view field, std::ostream& out);
 

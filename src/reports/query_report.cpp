@@ -51,6 +51,8 @@ void runPassesInto(const CommandOptions& options, std::uint64_t periodSeconds,
 
 }  // namespace
 
+std::span<const std::string_view> sectionKeywords() { return kKeywords; }
+
 std::optional<SectionMask> parseSections(std::string_view display) {
   SectionMask mask = 0;
   for (const std::string_view piece : splitAtCommas(display)) {

@@ -107,7 +107,8 @@ int showPath(std::ostream& out, const DeviceSet& selection) {
 }
 
 int showP2pStates(std::ostream& out, const std::string& capabilities) {
-  if (capabilities.empty() || capabilities.find_first_not_of("rw") != std::string::npos) {
+  if (capabilities.empty() ||
+      capabilities.find_first_not_of(kP2pCapabilities) != std::string::npos) {
     return refuse(out, "Invalid p2p capability index specified at the command-line");
   }
   const bool read = capabilities.front() == 'r';

@@ -6,8 +6,12 @@
 #include <functional>
 #include <iosfwd>
 #include <string>
+#include <string_view>
 
 namespace zanctl {
+
+// What --p2p may ask for: reading and writing.
+inline constexpr std::string_view kP2pCapabilities = "rw";
 
 // Shows the first that was asked for of the connection matrix, the GPUs near a processor, the
 // nearest GPUs of one, the path between two, and the peer-to-peer matrix; `helpText`, which ends
