@@ -153,6 +153,21 @@ std::string readFile(const std::string& path, std::string& content) {
   return error;
 }
 
+// A key may hold any character; a message keeps to its line and leaves the terminal alone.
+std::string inOneLine(std::string_view message) {
+  std::string text;
+  for (const char c : message) {
+    const auto code = static_cast<unsigned char>(c);
+    constexpr unsigned char kDelete = 0x7f;
+    if (code < ' ' || code == kDelete) {
+      text += fmt::format("\\u{:04x}", code);
+    } else {
+      text += c;
+    }
+  }
+  return text;
+}
+
 }  // namespace
 
 HostReading readHost(std::string_view json, const std::string& name) {
@@ -161,7 +176,8 @@ HostReading readHost(std::string_view json, const std::string& name) {
   Json root;
   Host host;
   if (const auto error = parseJson(json, root)) {
-    reading.problems.push_back(fmt::format("{}:{}: {}", name, error->line, error->reason));
+    reading.problems.push_back(
+        inOneLine(fmt::format("{}:{}: {}", name, error->line, error->reason)));
     return reading;
   }
   readRoot(Node(root, problems), host);
@@ -177,7 +193,8 @@ HostReading readHost(std::string_view json, const std::string& name) {
                    [](const auto& a, const auto& b) { return a.first < b.first; });
   for (const auto& [line, problem] : sorted) {
     const std::string_view place = problem->place.empty() ? "/" : std::string_view(problem->place);
-    reading.problems.push_back(fmt::format("{}:{}: {}: {}", name, line, place, problem->reason));
+    reading.problems.push_back(
+        inOneLine(fmt::format("{}:{}: {}: {}", name, line, place, problem->reason)));
   }
   return reading;
 }
