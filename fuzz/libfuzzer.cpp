@@ -1,0 +1,10 @@
+// The entry that libFuzzer calls.
+#include "target.h"
+
+#include <cstddef>
+#include <cstdint>
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  fuzz::examine({reinterpret_cast<const char*>(data), size});
+  return 0;
+}
