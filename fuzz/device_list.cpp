@@ -64,7 +64,7 @@ bool isBusId(std::string_view text, std::array<std::uint32_t, 3> place) {
   if (dot == std::string_view::npos) return false;
   std::string fields(text.substr(0, dot));
   for (auto colons = std::count(fields.begin(), fields.end(), ':'); colons < 2; ++colons) {
-    fields = "0:" + fields;
+    fields.insert(0, "0:");
   }
   bool equal = std::count(fields.begin(), fields.end(), ':') == 2;
   const std::uint32_t* field = place.data();
