@@ -179,7 +179,7 @@ struct Body {
   void (*run)();
 };
 
-const std::array<Body, 6> kBodies = {{
+constexpr std::array<Body, 6> kBodies = {{
     {"dmon",
      [] {
        DmonOptions options;
