@@ -202,6 +202,21 @@ std::string readFile(const std::string& path, std::string& content) {
   return error;
 }
 
+// A key may hold any character; a message keeps to its line and leaves the terminal alone.
+std::string inOneLine(std::string_view message) {
+  std::string text;
+  for (const char c : message) {
+    const auto code = static_cast<unsigned char>(c);
+    constexpr unsigned char kDelete = 0x7f;
+    if (code < ' ' || code == kDelete) {
+      text += fmt::format("\\u{:04x}", code);
+    } else {
+      text += c;
+    }
+  }
+  return text;
+}
+
 }  // namespace
 
 HostReading readHost(std::string_view json, const std::string& name, KeyUse* keyUse) {
@@ -210,7 +225,8 @@ HostReading readHost(std::string_view json, const std::string& name, KeyUse* key
   Json root;
   Host host;
   if (const auto error = parseJson(json, root, findings)) {
-    reading.problems.push_back(fmt::format("{}:{}: {}", name, error->line, error->reason));
+    reading.problems.push_back(
+        inOneLine(fmt::format("{}:{}: {}", name, error->line, error->reason)));
     return reading;
   }
   readRoot(Node(root, findings), findings, host);
@@ -225,7 +241,7 @@ HostReading readHost(std::string_view json, const std::string& name, KeyUse* key
   for (const Problem& problem : problems) {
     const std::string_view place = problem.place.empty() ? "/" : std::string_view(problem.place);
     reading.problems.push_back(
-        fmt::format("{}:{}: {}: {}", name, problem.line, place, problem.reason));
+        inOneLine(fmt::format("{}:{}: {}: {}", name, problem.line, place, problem.reason)));
   }
   if (findings.furtherProblems > 0) {
     reading.problems.push_back(
