@@ -11,6 +11,7 @@
 #include <iterator>
 #include <optional>
 #include <random>
+#include <regex>
 #include <sstream>
 #include <string_view>
 
@@ -52,20 +53,13 @@ bool eventually(const std::function<bool()>& holds) {
   return true;
 }
 
-// The rule for a line of the log, spelled once more and otherwise than the program does.
+// The rule for the lines of a log, spelled once more and otherwise than the program does.
 bool isValidLog(const std::string& text) {
+  static const std::regex line(
+      R"( ([01]\d|2[0-3])(:[0-5]\d){2}(?=.{60}$)( +\d+)( +(\d+|-))( +\d+)( +(\d+|-)){5}( +\d+){2})");
   std::istringstream lines(text);
-  for (std::string line; std::getline(lines, line);) {
-    if (kHeader.find(line + "\n") % 70 == 0) continue;
-    std::istringstream words(line);
-    const std::vector<std::string> tokens(std::istream_iterator<std::string>(words), {});
-    tm time{};
-    const char* const behind = strptime(line.c_str(), " %H:%M:%S   ", &time);
-    if (tokens.size() != 11 || behind == nullptr || line.size() != 69) return false;
-    for (std::size_t i = 1; i < tokens.size(); ++i) {
-      const bool isDash = tokens[i] == "-" && (i == 2 || (i >= 4 && i <= 8));
-      if (!isDash && tokens[i].find_first_not_of("0123456789") != std::string::npos) return false;
-    }
+  for (std::string read; std::getline(lines, read);) {
+    if (kHeader.find(read + "\n") % 70 != 0 && !std::regex_match(read, line)) return false;
   }
   return text.empty() || text.back() == '\n';
 }
@@ -116,13 +110,6 @@ class DaemonTest : public testing::Test {
     eventually([&] { return sizeOf(host.directory() / "out") >= size; });
     return content(host.directory() / "out");
   }
-  void expectRefusal(const std::string& arguments, const std::string& message) {
-    const Outcome run = this->run(arguments);
-    EXPECT_EQ(run.status, 255) << arguments;
-    EXPECT_EQ(run.out, message) << arguments;
-    EXPECT_FALSE(fs::exists(pidFile())) << arguments;
-  }
-
   Host host{"eight-gpu"};
 };
 
@@ -160,16 +147,6 @@ TEST_F(DaemonTest, opensASessionOfItsOwn) {
   // For the reset guard, for the options, and for the daemon.
   EXPECT_EQ(host.callCounts()["nvmlInit"], 3);
   EXPECT_EQ(host.callCounts()["nvmlShutdown"], 2);
-}
-
-TEST_F(DaemonTest, terminatesNothingWhereNothingRuns) {
-  EXPECT_EQ(run("-t").status, 0);
-  EXPECT_TRUE(eventually([this] { return fs::exists(pidFile()); }));
-  EXPECT_EQ(content(pidFile()), "");
-  std::ofstream(pidFile()) << "4194304";
-  EXPECT_EQ(run("-t").status, 0);
-  EXPECT_EQ(content(pidFile()), "4194304");
-  EXPECT_FALSE(fs::exists(log()));
 }
 
 // Where time passes only by sleeping the daemon samples without rest.
@@ -238,26 +215,6 @@ TEST_F(HeldLockTest, signalsTheProcessThatIsNamedWholeAndNoOther) {
   EXPECT_EQ(WTERMSIG(status), SIGKILL);
 }
 
-TEST_F(DaemonTest, refusesInTheOrderOfItsChecks) {
-  host.launchWith({"--uid", "1000"});
-  expectRefusal("-i 99 -d 0", "Please run this as root\n");
-  host.launchWith({});
-
-  expectRefusal("-i 99 -d 0", "No device were found\n");
-  std::ofstream(host.directory() / "file") << "no directory";
-  expectRefusal("-d 0 -p " + (host.directory() / "file/logs").string(),
-                "create path \"\" failed\n");
-  EXPECT_FALSE(fs::exists(logs()));
-  for (const char* delay : {"0", "601", "-1", "ten", "99999999999999999999", "4294967297"}) {
-    expectRefusal(std::string("-t -d ") + delay,
-                  fmt::format("Collection delay/interval should be between 1 second and 600 "
-                              "seconds.\nThe value -d, --delay is not an allowed value for {}. Run "
-                              "with --help for more information.\n",
-                              delay));
-  }
-  EXPECT_TRUE(fs::is_directory(logs())) << "the directory is made before the delay is looked at";
-}
-
 TEST_F(DaemonTest, settlesTheDirectoryAsThePlatformResolvesIt) {
   const fs::path& base = host.directory();
   fs::create_directories(base / "logs");
@@ -268,22 +225,6 @@ TEST_F(DaemonTest, settlesTheDirectoryAsThePlatformResolvesIt) {
   EXPECT_TRUE(eventually([&] { return sizeOf(base / "new/dmon-2026-03-07") > 140; }))
       << "the part of the path up to the first missing name";
   stop();
-}
-
-TEST_F(DaemonTest, saysThatItCannotCreateItsFile) {
-  const auto expectFailure = [this](const std::string& arguments, const fs::path& name) {
-    const std::string message = fmt::format("Failed to create the log file {}\n", name.string());
-    EXPECT_EQ(this->run(arguments).status, 0);
-    EXPECT_EQ(outputInTheEnd(message.size()), message);
-    EXPECT_TRUE(eventually([this] { return !daemonPid(); }));
-  };
-  expectFailure("-j a/b", "/var/log/zanctl/dmon-2026-03-07-a/b");
-  fs::create_symlink(host.directory() / "target", log());
-  expectFailure("", "/var/log/zanctl/dmon-2026-03-07");
-  EXPECT_FALSE(fs::exists(host.directory() / "target"));
-  std::ofstream(host.directory() / "file") << "no directory";
-  const std::string file = fs::canonical(host.directory() / "file").string();
-  expectFailure("-p " + file, file + "/dmon-2026-03-07");
 }
 
 TEST_F(RestlessDaemonTest, endsWhenItsFileVanishes) {

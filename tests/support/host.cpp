@@ -1,6 +1,5 @@
 #include "support/host.h"
 
-#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <fstream>
@@ -68,8 +67,10 @@ Host::Host(Host&& other) noexcept
       launchOptions_(std::move(other.launchOptions_)),
       clock_(other.clock_) {}
 
-Host Host::fromFile(const std::string& name) {
-  return described(content(fs::path(ZANCTL_TEST_DATA) / "machines" / name));
+Host Host::fromFile(const std::string& name, const std::string& more) {
+  std::string description = content(fs::path(ZANCTL_TEST_DATA) / "machines" / name);
+  if (!more.empty()) description.replace(description.rfind('}'), 1, ", " + more + "}");
+  return described(description);
 }
 
 Host::~Host() {
@@ -111,30 +112,14 @@ Outcome Host::runScript(const std::string& script) {
   return runWords({"/bin/sh", "-c", "zanctl='" ZANCTL_BINARIES "/zanctl'\n" + script});
 }
 
-std::vector<std::string> Host::calls() const {
-  std::ifstream trace(directory_ / "trace");
-  std::vector<std::string> calls;
-  for (std::string line; std::getline(trace, line);) {
-    calls.push_back(line.substr(line.find(' ') + 1));
-  }
-  return calls;
-}
-
 std::map<std::string, int> Host::callCounts() const {
+  std::ifstream trace(directory_ / "trace");
   std::map<std::string, int> counts;
-  for (const std::string& call : calls()) ++counts[call.substr(0, call.find('('))];
+  for (std::string line; std::getline(trace, line);) {
+    const std::size_t name = line.find(' ') + 1;
+    ++counts[line.substr(name, line.find('(') - name)];
+  }
   return counts;
-}
-
-void expectGolden(const std::string& name, const std::string& text) {
-  const fs::path path = fs::path(ZANCTL_TEST_DATA) / "golden" / name;
-  if (getenv("ZANCTL_UPDATE_GOLDEN") != nullptr) std::ofstream(path) << text;
-  EXPECT_EQ(content(path), text) << path;
-}
-
-std::string machineOf(std::string_view gpus, std::string_view more) {
-  return fmt::format(R"({{"description": "Of a test.", {}{} "gpus": [{}]}})", more,
-                     more.empty() ? "" : ",", gpus);
 }
 
 }  // namespace zanctl

@@ -30,8 +30,8 @@ class Host {
   explicit Host(const std::string& name);
   // A machine of one's own, described in JSON.
   static Host described(std::string_view description);
-  // The same, from a file of tests/end_to_end/machines.
-  static Host fromFile(const std::string& name);
+  // The same, from a file of tests/end_to_end/machines, with further keys.
+  static Host fromFile(const std::string& name, const std::string& more = "");
   ~Host();
   Host(Host&& other) noexcept;
   Host& operator=(Host&&) = delete;
@@ -46,8 +46,6 @@ class Host {
   // Runs a shell script, in which $zanctl is the program.
   Outcome runScript(const std::string& script);
 
-  // The library calls of the last run, in their order: "nvmlDeviceGetClock(gpu3, 1, 0) = 0".
-  [[nodiscard]] std::vector<std::string> calls() const;
   // How often the last run called each operation.
   [[nodiscard]] std::map<std::string, int> callCounts() const;
 
@@ -63,13 +61,5 @@ class Host {
   std::vector<std::string> launchOptions_;
   Clock clock_ = Clock::standing;
 };
-
-// Compares a text with a file of tests/end_to_end/golden, which ZANCTL_UPDATE_GOLDEN=1 in the
-// environment writes instead; read what it wrote before you commit it.
-void expectGolden(const std::string& name, const std::string& text);
-
-// The description of a machine with these GPUs (JSON objects, separated by commas) and, in `more`,
-// further keys.
-std::string machineOf(std::string_view gpus, std::string_view more = "");
 
 }  // namespace zanctl
