@@ -93,7 +93,7 @@ class DaemonTest : public testing::Test {
   // A daemon whose clock is virtual never rests, so its processor time is limited, in case that it
   // outlives the test.
   Outcome run(const std::string& arguments) {
-    return host.runScript("ulimit -t 60; exec $zanctl daemon " + arguments);
+    return host.runScript("ulimit -t 60; exec zanctl daemon " + arguments);
   }
   // Starts a daemon and waits until it runs.
   void start(const std::string& arguments) {
@@ -172,7 +172,7 @@ class HeldLockTest : public DaemonTest {
   }
   // Waits for the process in the background as well; a pipe ends with the last that holds it.
   Outcome runToTheEnd(const std::string& arguments) {
-    return host.runScript("ulimit -t 60; $zanctl daemon " + arguments + " | timeout 20 cat");
+    return host.runScript("ulimit -t 60; zanctl daemon " + arguments + " | timeout 20 cat");
   }
 
  private:

@@ -29,7 +29,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-const fs::path kData = ZANCTL_TEST_DATA;
+constexpr const char* kTranscripts = ZANCTL_TEST_DATA "/transcripts";
 
 Host machine(const std::string& words) {
   if (words.starts_with('{')) return Host::described(words);
@@ -41,10 +41,10 @@ Host machine(const std::string& words) {
 
 void direct(std::optional<Host>& host, const std::string& words) {
   if (words.ends_with(" clock")) {
-    host->useClock(words == "real clock" ? Clock::real : Clock::standing);
+    host.value().useClock(words == "real clock" ? Clock::real : Clock::standing);
   } else if (words.starts_with("--")) {
     const std::size_t blank = words.find(' ');
-    host->launchWith({words.substr(0, blank), words.substr(blank + 1)});
+    host.value().launchWith({words.substr(0, blank), words.substr(blank + 1)});
   } else {
     host.reset();
     host.emplace(machine(words));
@@ -52,8 +52,8 @@ void direct(std::optional<Host>& host, const std::string& words) {
 }
 
 std::string answer(Host& host, const std::string& command) {
-  const Outcome run = host.runScript(fmt::format("cd '{}'; . '{}'\n{}", host.directory().string(),
-                                                 (kData / "vocabulary.sh").string(), command));
+  const Outcome run = host.runScript(fmt::format(
+      "cd '{}'; . '" ZANCTL_TEST_DATA "/vocabulary.sh'\n{}", host.directory().string(), command));
   return fmt::format("{}{}{}[status {}]\n", run.out, run.err.empty() ? "" : "[errors]\n", run.err,
                      run.status);
 }
@@ -62,7 +62,7 @@ class Transcript : public testing::TestWithParam<std::string> {};
 
 TEST_P(Transcript, holds) {
   const bool updating = std::getenv("ZANCTL_UPDATE_GOLDEN") != nullptr;
-  const fs::path path = kData / "transcripts" / (GetParam() + ".txt");
+  const fs::path path = fs::path(kTranscripts) / (GetParam() + ".txt");
   std::ifstream lines(path);
   std::optional<Host> host;
   std::string written;
@@ -75,8 +75,7 @@ TEST_P(Transcript, holds) {
     while (expected.find("[status") == std::string::npos && std::getline(lines, line)) {
       expected += line + "\n";
     }
-    ASSERT_TRUE(host) << "a machine must be chosen first";
-    const std::string actual = answer(*host, command);
+    const std::string actual = answer(host.value(), command);
     EXPECT_EQ(updating ? actual : expected, actual) << "$ " << command;
     written += actual;
   }
@@ -85,7 +84,7 @@ TEST_P(Transcript, holds) {
 
 std::vector<std::string> transcripts() {
   std::vector<std::string> names;
-  for (const fs::directory_entry& file : fs::directory_iterator(kData / "transcripts")) {
+  for (const fs::directory_entry& file : fs::directory_iterator(kTranscripts)) {
     names.push_back(file.path().stem());
   }
   std::sort(names.begin(), names.end());

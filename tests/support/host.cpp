@@ -5,7 +5,6 @@
 #include <fstream>
 #include <iostream>
 #include <iterator>
-#include <sstream>
 #include <stdexcept>
 #include <utility>
 
@@ -83,12 +82,9 @@ Host::~Host() {
   fs::remove_all(directory_, ignored);
 }
 
-Outcome Host::run(std::string_view arguments) {
-  std::istringstream words{std::string(arguments)};
-  return runWords(std::vector<std::string>(std::istream_iterator<std::string>(words), {}));
-}
+Outcome Host::run(const std::string& arguments) { return runScript("exec zanctl " + arguments); }
 
-Outcome Host::runWords(const std::vector<std::string>& arguments) {
+Outcome Host::runScript(const std::string& script) {
   std::vector<std::string> words = {ZANCTL_BINARIES "/zansim",
                                     "--host",
                                     machine_,
@@ -100,16 +96,10 @@ Outcome Host::runWords(const std::vector<std::string>& arguments) {
                                     "2026-03-07 12:00:00"};
   if (clock_ == Clock::standing) words.emplace_back("--virtual-clock");
   words.insert(words.end(), launchOptions_.begin(), launchOptions_.end());
-  words.emplace_back("--");
-  if (arguments.empty() || arguments[0] != "/bin/sh") words.emplace_back(ZANCTL_BINARIES "/zanctl");
-  words.insert(words.end(), arguments.begin(), arguments.end());
+  words.insert(words.end(), {"--", "/bin/sh", "-c", script});
   fs::remove(directory_ / "trace");
   const int status = execute(std::move(words), directory_ / "out", directory_ / "err");
   return {status, content(directory_ / "out"), content(directory_ / "err")};
-}
-
-Outcome Host::runScript(const std::string& script) {
-  return runWords({"/bin/sh", "-c", "zanctl='" ZANCTL_BINARIES "/zanctl'\n" + script});
 }
 
 std::map<std::string, int> Host::callCounts() const {

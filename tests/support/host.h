@@ -40,10 +40,9 @@ class Host {
   void launchWith(std::vector<std::string> options) { launchOptions_ = std::move(options); }
   void useClock(Clock clock) { clock_ = clock; }
 
-  // Runs zanctl with arguments separated by blanks, or as they come.
-  Outcome run(std::string_view arguments);
-  Outcome runWords(const std::vector<std::string>& arguments);
-  // Runs a shell script, in which $zanctl is the program.
+  // Runs zanctl with arguments as a shell takes them.
+  Outcome run(const std::string& arguments);
+  // Runs a shell script, to which zanctl is a command.
   Outcome runScript(const std::string& script);
 
   // How often the last run called each operation.
