@@ -1,6 +1,9 @@
 # What the commands of the transcripts share.
 # shellcheck shell=sh
 
+# A program whose clock is virtual never rests, so one that should have ended goes no further.
+ulimit -t 30
+
 # Runs a command, then prints the library calls in which the pattern is found.
 tracing() {
   pattern=$1
@@ -73,4 +76,9 @@ record() {
 played() {
   cat >played
   zanctl replay -f played && date +%S
+}
+
+# Runs the daemon and waits until nobody is left to print anything.
+daemon_to_its_end() {
+  zanctl daemon "$@" | timeout 20 cat
 }
