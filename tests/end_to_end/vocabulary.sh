@@ -80,5 +80,5 @@ played() {
 
 # Runs the daemon and waits until nobody is left to print anything.
 daemon_to_its_end() {
-  zanctl daemon "$@" | timeout 20 cat
+  (ulimit -t 3 && exec zanctl daemon "$@") | timeout 20 cat
 }
