@@ -11,11 +11,11 @@
 #include <iterator>
 #include <optional>
 #include <random>
-#include <regex>
 #include <sstream>
 #include <string_view>
 
 #include <fcntl.h>
+#include <regex.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -54,12 +54,22 @@ bool eventually(const std::function<bool()>& holds) {
 }
 
 // The rule for the lines of a log, spelled once more and otherwise than the program does.
+bool isRecord(const std::string& line) {
+  static const regex_t form = [] {
+    regex_t compiled{};
+    regcomp(&compiled,
+            "^ ([01][0-9]|2[0-3])(:[0-5][0-9]){2}   ( +[0-9]+)( +[0-9]+| +-)( +[0-9]+)"
+            "( +[0-9]+| +-){5}( +[0-9]+){2}$",
+            REG_EXTENDED | REG_NOSUB);
+    return compiled;
+  }();
+  return line.size() == 69 && regexec(&form, line.c_str(), 0, nullptr, 0) == 0;
+}
+
 bool isValidLog(const std::string& text) {
-  static const std::regex line(
-      R"( ([01]\d|2[0-3])(:[0-5]\d){2}(?=.{60}$)( +\d+)( +(\d+|-))( +\d+)( +(\d+|-)){5}( +\d+){2})");
   std::istringstream lines(text);
-  for (std::string read; std::getline(lines, read);) {
-    if (kHeader.find(read + "\n") % 70 != 0 && !std::regex_match(read, line)) return false;
+  for (std::string line; std::getline(lines, line);) {
+    if (kHeader.find(line + "\n") % 70 != 0 && !isRecord(line)) return false;
   }
   return text.empty() || text.back() == '\n';
 }

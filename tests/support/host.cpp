@@ -26,6 +26,7 @@ std::string content(const fs::path& path) {
 
 int execute(std::vector<std::string> words, const fs::path& out, const fs::path& err) {
   std::vector<char*> argv;
+  argv.reserve(words.size() + 1);
   for (std::string& word : words) argv.push_back(word.data());
   argv.push_back(nullptr);
   posix_spawn_file_actions_t actions;
@@ -85,7 +86,8 @@ Host::~Host() {
 Outcome Host::run(const std::string& arguments) { return runScript("exec zanctl " + arguments); }
 
 Outcome Host::runScript(const std::string& script) {
-  std::vector<std::string> words = {ZANCTL_BINARIES "/zansim",
+  constexpr const char* kZansim = ZANCTL_BINARIES "/zansim";
+  std::vector<std::string> words = {kZansim,
                                     "--host",
                                     machine_,
                                     "--state",
