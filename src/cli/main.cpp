@@ -43,7 +43,7 @@ int runInSession(const Grammar& grammar, const CommandOptions& options) {
 
 int parseAndRun(std::span<const char* const> argv) {
   CommandOptions options;
-  Grammar grammar(options);
+  Grammar grammar(options, argv);
   if (hasForbiddenShape(argv)) {
     const int status = grammar.app().exit(
         CLI::InvalidError("Invalid combination of input arguments"), std::cout, std::cerr);

@@ -1,6 +1,7 @@
 #include "daemon/stats_log.h"
 
 #include "daemon/stats_format.h"
+#include "output/log_file.h"
 
 #include <cerrno>
 #include <utility>
@@ -98,6 +99,6 @@ bool StatsLog::write(std::string_view lines) {
   return false;
 }
 
-bool StatsLog::exists() const { return access(fileName_.c_str(), F_OK) == 0; }
+bool StatsLog::exists() const { return logFileStands(fileName_); }
 
 }  // namespace zanctl

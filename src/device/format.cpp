@@ -1,6 +1,6 @@
 #include "device/format.h"
 
-#include <fmt/format.h>
+#include <fmt/compile.h>
 
 #include <array>
 
@@ -43,7 +43,7 @@ std::string fmtComputeMode(std::uint32_t mode, std::size_t width) {
 }
 
 std::string busIdText(const nvmlPciInfo_t& pci) {
-  return fmt::format("{:08X}:{:02X}:{:02X}.0", pci.domain, pci.bus, pci.device);
+  return fmt::format(FMT_COMPILE("{:08X}:{:02X}:{:02X}.0"), pci.domain, pci.bus, pci.device);
 }
 
 }  // namespace zanctl

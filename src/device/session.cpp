@@ -11,6 +11,9 @@ namespace {
 
 constexpr unsigned int kVersionSize = 80;
 
+// A library that counts more is out of its mind; its GPUs would fill the disk with marks.
+constexpr std::uint32_t kMostDevices = 4096;
+
 void fetchVersion(std::string& cache,
                   const Operation<nvmlReturn_t(char*, unsigned int)>& operation) {
   if (cache != "N/A") return;
@@ -24,7 +27,8 @@ void enumerateDevices(DeviceSession& opened, std::uint32_t countOverride) {
   opened.initialised = true;
   if (countOverride != 0) {
     opened.deviceCount = countOverride;
-  } else if (library().nvmlDeviceGetCount_v2(&opened.deviceCount) != NVML_SUCCESS) {
+  } else if (library().nvmlDeviceGetCount_v2(&opened.deviceCount) != NVML_SUCCESS ||
+             opened.deviceCount > kMostDevices) {
     opened.deviceCount = 0;
     return;
   }

@@ -13,7 +13,8 @@ namespace zanctl {
 
 struct DeviceSession {
   bool initialised = false;
-  // The library's count. May exceed handles.size(): the GPUs beyond read as failing.
+  // The library's count, at most 4096, else 0. May exceed handles.size(): the GPUs beyond read as
+  // failing.
   std::uint32_t deviceCount = 0;
   std::vector<nvmlDevice_t> handles;  // by GPU index
   std::uint32_t currentDevice = 0;    // index of the GPU that every reader works on

@@ -4,7 +4,7 @@
 #include <utility>
 
 #include <fcntl.h>
-#include <unistd.h>
+#include <sys/stat.h>
 
 namespace zanctl {
 namespace {
@@ -22,12 +22,17 @@ std::unique_ptr<FileBuffer> openFile(const std::string& name) {
 
 }  // namespace
 
+bool logFileStands(const std::string& fileName) {
+  struct stat status {};
+  return stat(fileName.c_str(), &status) == 0 && !S_ISDIR(status.st_mode);
+}
+
 Output::Output(std::string fileName)
     : fileName_(std::move(fileName)),
       buffer_(openFile(fileName_)),
       stream_(buffer_ == nullptr ? std::cout.rdbuf() : buffer_.get()) {}
 
-bool Output::vanished() const { return buffer_ != nullptr && access(fileName_.c_str(), F_OK) != 0; }
+bool Output::vanished() const { return buffer_ != nullptr && !logFileStands(fileName_); }
 
 bool Output::flush() {
   stream_.flush();

@@ -9,6 +9,9 @@
 
 namespace zanctl {
 
+// Whether something other than a directory stands under the name of a log file that is open.
+[[nodiscard]] bool logFileStands(const std::string& fileName);
+
 class Output {
  public:
   // Opens the file, emptied, for the life of this object; an empty name stands for standard output.
@@ -19,7 +22,7 @@ class Output {
   [[nodiscard]] std::ostream& stream() { return stream_; }
   [[nodiscard]] const std::string& fileName() const { return fileName_; }
 
-  // Whether the file no longer exists under its name; never true of standard output.
+  // Whether no file stands under its name any more; never true of standard output.
   [[nodiscard]] bool vanished() const;
   // Writes out what is buffered. False when this or anything before could not be written.
   [[nodiscard]] bool flush();

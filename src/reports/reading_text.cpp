@@ -2,7 +2,7 @@
 
 #include "device/records.h"
 
-#include <fmt/format.h>
+#include <fmt/compile.h>
 
 #include <array>
 
@@ -14,7 +14,7 @@ constexpr std::array<std::string_view, 4> kComputeModeNames = {"Default", "Exclu
 
 template <typename Number>
 std::string textOf(Number value, Number mark, std::string_view unit) {
-  return value == mark ? kUnavailableText : fmt::format("{}{}", value, unit);
+  return value == mark ? kUnavailableText : fmt::format(FMT_COMPILE("{}{}"), value, unit);
 }
 
 }  // namespace
@@ -27,7 +27,7 @@ std::string numberText(std::uint64_t value, std::string_view unit) {
   return textOf(value, kUnavailable64, unit);
 }
 
-std::string mebibytesText(std::uint64_t bytes) { return fmt::format("{} MiB", bytes >> 20); }
+std::string mebibytesText(std::uint64_t bytes) { return fmt::format(FMT_COMPILE("{} MiB"), bytes >> 20); }
 
 std::string_view computeModeName(std::uint32_t mode) {
   return mode < kComputeModeNames.size() ? kComputeModeNames[mode] : kUnavailableText;

@@ -5,6 +5,7 @@
 #include "output/labelled_lines.h"
 #include "reports/reading_text.h"
 
+#include <fmt/compile.h>
 #include <fmt/ostream.h>
 
 #include <array>
@@ -72,10 +73,10 @@ void writeMemory(std::ostream& out, const GpuReport& report) {
 
 void writeUtilization(std::ostream& out, const GpuReport& report) {
   writeHeading(out, 1, "Utilization");
-  writeLine(out, 2, "Gpu", fmt::format("{} %", report.utilization.gpu));
-  writeLine(out, 2, "Memory", fmt::format("{} %", report.utilization.memory));
-  writeLine(out, 2, "Encoder", fmt::format("{} %", report.utilization.encoder));
-  writeLine(out, 2, "Decoder", fmt::format("{} %", report.utilization.decoder));
+  writeLine(out, 2, "Gpu", fmt::format(FMT_COMPILE("{} %"), report.utilization.gpu));
+  writeLine(out, 2, "Memory", fmt::format(FMT_COMPILE("{} %"), report.utilization.memory));
+  writeLine(out, 2, "Encoder", fmt::format(FMT_COMPILE("{} %"), report.utilization.encoder));
+  writeLine(out, 2, "Decoder", fmt::format(FMT_COMPILE("{} %"), report.utilization.decoder));
 }
 
 void writeEcc(std::ostream& out, const GpuReport& report) {
@@ -102,8 +103,8 @@ void writePower(std::ostream& out, const GpuReport& report) {
 
 void writeClocks(std::ostream& out, const GpuReport& report) {
   writeHeading(out, 1, "Clocks");
-  writeLine(out, 2, "SM", fmt::format("{} MHz", report.clocks.sm));
-  writeLine(out, 2, "Memory", fmt::format("{} MHz", report.clocks.memory));
+  writeLine(out, 2, "SM", fmt::format(FMT_COMPILE("{} MHz"), report.clocks.sm));
+  writeLine(out, 2, "Memory", fmt::format(FMT_COMPILE("{} MHz"), report.clocks.memory));
   writeHeading(out, 1, "Max Clocks");
   writeLine(out, 2, "SM", numberText(report.clocks.maxSm, " MHz"));
   writeLine(out, 2, "Memory", numberText(report.clocks.maxMemory, " MHz"));
@@ -114,7 +115,7 @@ void writeComputeMode(std::ostream& out, const GpuReport& report) {
 }
 
 void writePerformance(std::ostream& out, const GpuReport& report) {
-  writeLine(out, 1, "Performance State", fmt::format("P{}", report.performanceState));
+  writeLine(out, 1, "Performance State", fmt::format(FMT_COMPILE("P{}"), report.performanceState));
 }
 
 void writeRetiredPages(std::ostream& out, const GpuReport& report) {

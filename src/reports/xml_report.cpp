@@ -2,9 +2,11 @@
 
 #include "device/format.h"
 #include "device/time.h"
+#include "output/joined.h"
 #include "reports/dtd.h"
 #include "reports/reading_text.h"
 
+#include <fmt/compile.h>
 #include <fmt/ostream.h>
 
 #include <string_view>
@@ -18,23 +20,27 @@ class XmlWriter {
   explicit XmlWriter(std::ostream& out) : out_(out) {}
 
   void text(std::string_view name, std::string_view value) {
-    fmt::print(out_, "{:\t<{}}<{}>{}</{}>\n", "", depth_, name, value, name);
+    writeJoined(out_, {indentation(), "<", name, ">", value, "</", name, ">\n"});
   }
 
   // The element's children are those that `writeChildren` writes.
   template <typename WriteChildren>
   void parent(std::string_view name, const WriteChildren& writeChildren,
               std::string_view attributes = "") {
-    fmt::print(out_, "{:\t<{}}<{}{}>\n", "", depth_, name, attributes);
+    writeJoined(out_, {indentation(), "<", name, attributes, ">\n"});
     ++depth_;
     writeChildren();
     --depth_;
-    fmt::print(out_, "{:\t<{}}</{}>\n", "", depth_, name);
+    writeJoined(out_, {indentation(), "</", name, ">\n"});
   }
 
  private:
+  [[nodiscard]] std::string_view indentation() const {
+    return std::string_view("\t\t\t\t\t\t\t\t").substr(0, depth_);
+  }
+
   std::ostream& out_;
-  int depth_ = 1;
+  std::size_t depth_ = 1;
 };
 
 std::string hexText(std::uint32_t value, int digits) {
@@ -87,10 +93,10 @@ void writeLoad(XmlWriter& xml, const GpuReport& report) {
     xml.text("free", mebibytesText(report.memory.free));
   });
   xml.parent("utilization", [&] {
-    xml.text("gpu_util", fmt::format("{} %", report.utilization.gpu));
-    xml.text("memory_util", fmt::format("{} %", report.utilization.memory));
-    xml.text("encoder_util", fmt::format("{} %", report.utilization.encoder));
-    xml.text("decoder_util", fmt::format("{} %", report.utilization.decoder));
+    xml.text("gpu_util", fmt::format(FMT_COMPILE("{} %"), report.utilization.gpu));
+    xml.text("memory_util", fmt::format(FMT_COMPILE("{} %"), report.utilization.memory));
+    xml.text("encoder_util", fmt::format(FMT_COMPILE("{} %"), report.utilization.encoder));
+    xml.text("decoder_util", fmt::format(FMT_COMPILE("{} %"), report.utilization.decoder));
   });
   xml.parent("ecc_mode", [&] {
     xml.text("current_ecc", report.eccMode.current != 0 ? "Enabled" : "Disabled");
@@ -112,8 +118,8 @@ void writePhysics(XmlWriter& xml, const GpuReport& report) {
     xml.text("board_power_limit", numberText(report.power.boardLimit, " W"));
   });
   xml.parent("clocks", [&] {
-    xml.text("sm_clock", fmt::format("{} MHz", report.clocks.sm));
-    xml.text("mem_clock", fmt::format("{} MHz", report.clocks.memory));
+    xml.text("sm_clock", fmt::format(FMT_COMPILE("{} MHz"), report.clocks.sm));
+    xml.text("mem_clock", fmt::format(FMT_COMPILE("{} MHz"), report.clocks.memory));
   });
   xml.parent("max_clocks", [&] {
     xml.text("sm_clock", numberText(report.clocks.maxSm, " MHz"));
@@ -123,7 +129,7 @@ void writePhysics(XmlWriter& xml, const GpuReport& report) {
 
 void writeState(XmlWriter& xml, const GpuReport& report) {
   xml.text("compute_mode", computeModeName(report.computeMode));
-  xml.text("performance_state", fmt::format("P{}", report.performanceState));
+  xml.text("performance_state", fmt::format(FMT_COMPILE("P{}"), report.performanceState));
   const auto writeRetired = [&](std::string_view name, std::uint64_t count) {
     xml.parent(name, [&] {
       xml.text("retired_count", numberText(count));

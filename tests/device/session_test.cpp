@@ -3,29 +3,34 @@
 #include "device/controller.h"
 #include "support/fake_library.h"
 
+#include <limits>
+
 namespace zanctl {
 namespace {
 
 int initCount = 0;
 int shutdownCount = 0;
+std::uint32_t gpuCount = 0;
 std::uint32_t handleLimit = 0;
+nvmlReturn_t initAnswer = NVML_SUCCESS;
 
 class SessionTest : public FakeLibrary {
  protected:
   SessionTest() {
     initCount = shutdownCount = 0;
-    handleLimit = 3;
+    gpuCount = handleLimit = 3;
+    initAnswer = NVML_SUCCESS;
     Library& lib = library();
     lib.nvmlInit.bind([] {
       ++initCount;
-      return NVML_SUCCESS;
+      return initAnswer;
     });
     lib.nvmlShutdown.bind([] {
       ++shutdownCount;
       return NVML_SUCCESS;
     });
     lib.nvmlDeviceGetCount_v2.bind([](unsigned int* count) {
-      *count = 3;
+      *count = gpuCount;
       return NVML_SUCCESS;
     });
     lib.nvmlDeviceGetHandleByIndex_v2.bind([](unsigned int index, nvmlDevice_t* device) {
@@ -47,6 +52,20 @@ TEST_F(SessionTest, enumeratesOnceAndIgnoresASecondOpening) {
   closeSession();
   EXPECT_EQ(shutdownCount, 1);
   EXPECT_FALSE(session().initialised);
+}
+
+TEST_F(SessionTest, withoutGpusIsInitialisedAndWithoutInitIsNot) {
+  for (const unsigned int none : {0U, std::numeric_limits<unsigned int>::max()}) {
+    gpuCount = none;
+    openSession(0);
+    EXPECT_TRUE(session().initialised);
+    EXPECT_EQ(session().deviceCount, 0U);
+    closeSession();
+  }
+  initAnswer = NVML_ERROR_DRIVER_NOT_LOADED;
+  openSession(0);
+  EXPECT_FALSE(session().initialised);
+  EXPECT_EQ(session().deviceCount, 0U);
 }
 
 TEST_F(SessionTest, asksForAVersionUntilItIsKnown) {

@@ -36,7 +36,7 @@ Host machine(const std::string& words) {
   const std::size_t blank = words.find(' ');
   const std::string name = words.substr(0, blank);
   if (!name.ends_with(".json")) return Host(name);
-  return Host::fromFile(name, blank == std::string::npos ? "" : words.substr(blank + 1));
+  return Host::fromFile(name, blank == std::string::npos ? "" : words.substr(blank + 1) + ",");
 }
 
 void direct(std::optional<Host>& host, const std::string& words) {

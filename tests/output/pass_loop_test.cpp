@@ -45,6 +45,24 @@ TEST_F(PassLoopTest, runsThePassesCountedAndEmptiesTheBoardPowerEachTime) {
   EXPECT_EQ(status.st_mode & 0133U, 0U) << "neither executable nor writable for others";
 }
 
+TEST_F(PassLoopTest, endsWhenTheFileVanishes) {
+  for (const bool directoryInstead : {false, true}) {
+    testing::internal::CaptureStdout();
+    Output output(name);
+    int passes = 0;
+    const LoopEnd end = runPasses(output, LoopPlan{}, [&](const Pass&) {
+      if (++passes < 2) return;
+      std::remove(name.c_str());
+      if (directoryInstead) mkdir(name.c_str(), 0700);
+    });
+    EXPECT_EQ(end, LoopEnd::outputLost);
+    EXPECT_EQ(passes, 2);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "Failed to write the log file " + name + "\n");
+  }
+  std::remove(name.c_str());
+}
+
 TEST_F(PassLoopTest, looksForTheFileAfterTheLastPassOnlyWhereAsked) {
   for (const LastPass lastPass : {LastPass::unchecked, LastPass::checked}) {
     testing::internal::CaptureStdout();

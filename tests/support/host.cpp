@@ -67,9 +67,9 @@ Host::Host(Host&& other) noexcept
       launchOptions_(std::move(other.launchOptions_)),
       clock_(other.clock_) {}
 
-Host Host::fromFile(const std::string& name, const std::string& more) {
+Host Host::fromFile(const std::string& name, std::string_view furtherKeys) {
   std::string description = content(fs::path(ZANCTL_TEST_DATA) / "machines" / name);
-  if (!more.empty()) description.replace(description.rfind('}'), 1, ", " + more + "}");
+  description.insert(description.find('{') + 1, furtherKeys);
   return described(description);
 }
 
@@ -112,6 +112,12 @@ std::map<std::string, int> Host::callCounts() const {
     ++counts[line.substr(name, line.find('(') - name)];
   }
   return counts;
+}
+
+void expectGolden(const std::string& name, const std::string& text) {
+  const fs::path path = fs::path(ZANCTL_TEST_DATA) / "golden" / name;
+  if (getenv("ZANCTL_UPDATE_GOLDEN") != nullptr) std::ofstream(path) << text;
+  EXPECT_EQ(content(path), text) << path;
 }
 
 }  // namespace zanctl

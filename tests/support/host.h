@@ -30,8 +30,9 @@ class Host {
   explicit Host(const std::string& name);
   // A machine of one's own, described in JSON.
   static Host described(std::string_view description);
-  // The same, from a file of tests/end_to_end/machines, with further keys.
-  static Host fromFile(const std::string& name, const std::string& more = "");
+  // The same, from a file of tests/end_to_end/machines, and with further keys such as
+  // "\"lost\": [{\"gpu\": 1}],".
+  static Host fromFile(const std::string& name, std::string_view furtherKeys = "");
   ~Host();
   Host(Host&& other) noexcept;
   Host& operator=(Host&&) = delete;
@@ -60,5 +61,9 @@ class Host {
   std::vector<std::string> launchOptions_;
   Clock clock_ = Clock::standing;
 };
+
+// Compares a text with a file of tests/end_to_end/golden, which ZANCTL_UPDATE_GOLDEN=1 in the
+// environment writes instead; read what it wrote before you commit it.
+void expectGolden(const std::string& name, const std::string& text);
 
 }  // namespace zanctl
