@@ -25,34 +25,34 @@ struct Command {
 };
 
 const Command kCommands[] = {
-    {"summary", kHealthy, "$zanctl"},
-    {"list", kHealthy, "$zanctl -L"},
-    {"text_report", kHealthy, "$zanctl -q"},
-    {"hardware_report", kHealthy, "$zanctl -q -d HARDWARE_MONITOR"},
-    {"xml_report", kHealthy, "$zanctl -q -x"},
+    {"summary", kHealthy, "zanctl"},
+    {"list", kHealthy, "zanctl -L"},
+    {"text_report", kHealthy, "zanctl -q"},
+    {"hardware_report", kHealthy, "zanctl -q -d HARDWARE_MONITOR"},
+    {"xml_report", kHealthy, "zanctl -q -x"},
     {"properties", kHealthy,
-     R"sh($zanctl --query-gpu=$($zanctl --help-query-gpu | sed -n 's/^"\([^"]*\)".*/\1/p' |
+     R"sh(zanctl --query-gpu=$(zanctl --help-query-gpu | sed -n 's/^"\([^"]*\)".*/\1/p' |
             grep -v -e timestamp -e ^driver -e ^cuda -e ^count | paste -sd,) --format=csv |
           tr , '\n')sh"},
     {"compute_query", kHealthy,
-     "$zanctl --query-compute-apps=gpu_uuid,name,used_memory --format=csv"},
-    {"device_monitor", kHealthy, "$zanctl dmon -c 1"},
-    {"engine_monitor", kHealthy, "$zanctl dmon -c 1 -o JV"},
-    {"process_monitor", kHealthy, "$zanctl pmon -c 1"},
-    {"statistics", kHealthy, "$zanctl stats -c 1"},
-    {"matrix", kHealthy, "$zanctl topo -m"},
-    {"p2p_matrix", kHealthy, "$zanctl topo --p2p r"},
-    {"nearest", kHealthy, "$zanctl topo -n 5 -i 1"},
-    {"path", kHealthy, "$zanctl topo -p -i 0,1"},
-    {"cpu_affinity", kHealthy, "$zanctl topo -c 5"},
-    {"reset", kIdle, "$zanctl -r -i 1"},
-    {"ce_mask", kIdle, "$zanctl --ce 0x7C -i 1"},
-    {"vgpu_list", kVgpus, "$zanctl vgpu"},
-    {"vgpu_query", kVgpus, "$zanctl vgpu -q"},
-    {"vgpu_types", kVgpus, "$zanctl vgpu -s -v"},
-    {"vgpu_creatable", kVgpus, "$zanctl vgpu -c -v"},
-    {"vgpu_utilization", kVgpus, "$zanctl vgpu -u | head -n 8"},
-    {"vgpu_processes", kVgpus, "$zanctl vgpu -p | head -n 8"},
+     "zanctl --query-compute-apps=gpu_uuid,name,used_memory --format=csv"},
+    {"device_monitor", kHealthy, "zanctl dmon -c 1"},
+    {"engine_monitor", kHealthy, "zanctl dmon -c 1 -o JV"},
+    {"process_monitor", kHealthy, "zanctl pmon -c 1"},
+    {"statistics", kHealthy, "zanctl stats -c 1"},
+    {"matrix", kHealthy, "zanctl topo -m"},
+    {"p2p_matrix", kHealthy, "zanctl topo --p2p r"},
+    {"nearest", kHealthy, "zanctl topo -n 5 -i 1"},
+    {"path", kHealthy, "zanctl topo -p -i 0,1"},
+    {"cpu_affinity", kHealthy, "zanctl topo -c 5"},
+    {"reset", kIdle, "zanctl -r -i 1"},
+    {"ce_mask", kIdle, "zanctl --ce 0x7C -i 1"},
+    {"vgpu_list", kVgpus, "zanctl vgpu"},
+    {"vgpu_query", kVgpus, "zanctl vgpu -q"},
+    {"vgpu_types", kVgpus, "zanctl vgpu -s -v"},
+    {"vgpu_creatable", kVgpus, "zanctl vgpu -c -v"},
+    {"vgpu_utilization", kVgpus, "zanctl vgpu -u | head -n 8"},
+    {"vgpu_processes", kVgpus, "zanctl vgpu -p | head -n 8"},
 };
 
 std::vector<std::string> linesOf(const std::string& text) {
@@ -153,7 +153,7 @@ INSTANTIATE_TEST_SUITE_P(Commands, FaultMatrix, testing::ValuesIn(kCommands), na
 
 // What the commands share reads a code, so one command of each kind stands for all.
 TEST(FaultCodes, readAlike) {
-  for (const char* script : {"$zanctl -q -x", "$zanctl dmon -c 1", "$zanctl topo -m"}) {
+  for (const char* script : {"zanctl -q -x", "zanctl dmon -c 1", "zanctl topo -m"}) {
     const Command command{"", kHealthy, script};
     const auto playWith = [&](int code) {
       Host host =
@@ -170,9 +170,9 @@ TEST(FaultCodes, readAlike) {
 TEST(LostGpu, showsItsMarksFromThePassOn) {
   std::string text;
   for (const char* script :
-       {"$zanctl dmon -c 4", "$zanctl pmon -c 4", "$zanctl stats -d temp,gpuUtil -c 4",
-        "$zanctl -l 1 | grep -A1 -e Timestamp -e '^| 1 ' | head -n 24",
-        "$zanctl --query-gpu=index,temperature.gpu --format=csv,noheader -l 1 | head -n 12"}) {
+       {"zanctl dmon -c 4", "zanctl pmon -c 4", "zanctl stats -d temp,gpuUtil -c 4",
+        "zanctl -l 1 | grep -A1 -e Timestamp -e '^| 1 ' | head -n 24",
+        "zanctl --query-gpu=index,temperature.gpu --format=csv,noheader -l 1 | head -n 12"}) {
     Host host = Host::fromFile(kHealthy, R"("lost": [{"gpu": 1, "after": 1.5, "for": 1}],)");
     text += fmt::format("$ {}\n{}", script, play(host, {"", kHealthy, script}));
   }
