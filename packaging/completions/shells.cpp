@@ -43,7 +43,7 @@ std::string_view nameOf(Form form) {
 // Whether the value is made of words that are known.
 bool isOfWords(const Value& value) { return !value.words.empty(); }
 
-// For zsh, a text without its marks for the parts of a specification.
+// For zsh, a text without its marks for the pieces of an entry.
 std::string plain(std::string_view text) {
   std::string result;
   for (const char character : text) {
@@ -69,10 +69,10 @@ std::string zshOption(const OptionWords& option) {
   std::string lines;
   for (const std::string& name : option.names) {
     const bool attaches = name.starts_with("--") && option.value.form != Form::none;
-    const std::string spec =
+    const std::string entry =
         fmt::format("({}){}{}[{}]{}", fmt::join(option.names, " "), name, attaches ? "=" : "",
                     plain(option.help), zshAction(option.value));
-    lines += "        " + quoted(spec) + "\n";
+    lines += "        " + quoted(entry) + "\n";
   }
   return lines;
 }

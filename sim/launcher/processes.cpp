@@ -42,6 +42,15 @@ struct SpawnSettings {
   SpawnSettings& operator=(const SpawnSettings&) = delete;
 };
 
+// The process stops itself when all of it can be seen.
+void letRun(pid_t pid) {
+  siginfo_t change = {};
+  while (waitid(P_PID, static_cast<id_t>(pid), &change, WSTOPPED | WEXITED | WNOWAIT) != 0 &&
+         errno == EINTR) {
+  }
+  kill(pid, SIGCONT);
+}
+
 pid_t spawn(const std::string& program, const std::vector<std::string>& arguments) {
   std::vector<char*> argv;
   argv.reserve(arguments.size() + 1);
@@ -56,6 +65,7 @@ pid_t spawn(const std::string& program, const std::vector<std::string>& argument
   if (error != 0) {
     throw std::runtime_error(fmt::format("{}: {}", program, std::strerror(error)));
   }
+  letRun(pid);
   return pid;
 }
 

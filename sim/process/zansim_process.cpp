@@ -14,5 +14,7 @@ int main(int, char** argv) {
   if (launcher == nullptr || getppid() != strtol(launcher, nullptr, 10)) return 1;
   const char* const slash = argv[0] == nullptr ? nullptr : strrchr(argv[0], '/');
   if (argv[0] != nullptr) prctl(PR_SET_NAME, slash == nullptr ? argv[0] : slash + 1);
+  // The command line is there a moment after the start; who waits for the stop sees it whole.
+  raise(SIGSTOP);
   for (;;) pause();
 }

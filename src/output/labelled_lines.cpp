@@ -24,15 +24,15 @@ std::string_view padding(int level, std::string_view label) {
 }  // namespace
 
 void writeLine(std::ostream& out, int level, std::string_view label, std::string_view value) {
-  writeJoined(out, {indentation(level), label, padding(level, label), ": ", value, "\n"});
+  writeJoined(out, indentation(level), label, padding(level, label), ": ", value, "\n");
 }
 
 void writeHeading(std::ostream& out, int level, std::string_view text) {
-  writeJoined(out, {indentation(level), text, "\n"});
+  writeJoined(out, indentation(level), text, "\n");
 }
 
 void writePaddedHeading(std::ostream& out, int level, std::string_view text) {
-  writeJoined(out, {indentation(level), text, padding(level, text), "\n"});
+  writeJoined(out, indentation(level), text, padding(level, text), "\n");
 }
 
 }  // namespace zanctl

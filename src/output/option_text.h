@@ -13,8 +13,8 @@ namespace zanctl {
 // Says that the value of an option, "-x, --long", cannot be used.
 void refuseValue(std::ostream& out, std::string_view option, const std::string& value);
 
-// A delay between two samples, in seconds. Empty, after saying so, when the text does not begin with
-// a number from 1 to `longest`.
+// A delay between two samples, in seconds. Empty, after saying so, when the text does not begin
+// with a number from 1 to `longest`.
 std::optional<std::uint64_t> readDelay(const std::string& text, int longest, std::ostream& out);
 
 // The decimal number at the start of the text; 0 when there is none or it does not fit.

@@ -27,7 +27,9 @@ std::string numberText(std::uint64_t value, std::string_view unit) {
   return textOf(value, kUnavailable64, unit);
 }
 
-std::string mebibytesText(std::uint64_t bytes) { return fmt::format(FMT_COMPILE("{} MiB"), bytes >> 20); }
+std::string mebibytesText(std::uint64_t bytes) {
+  return fmt::format(FMT_COMPILE("{} MiB"), bytes >> 20);
+}
 
 std::string_view computeModeName(std::uint32_t mode) {
   return mode < kComputeModeNames.size() ? kComputeModeNames[mode] : kUnavailableText;

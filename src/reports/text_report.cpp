@@ -15,7 +15,7 @@ namespace {
 
 // "0x" and upper-case digits, filled up with zeros.
 std::string hexText(std::uint32_t value, int digits) {
-  return fmt::format("0x{:0{}X}", value, digits);
+  return fmt::format(FMT_COMPILE("0x{:0{}X}"), value, digits);
 }
 
 std::string hexOrUnavailable(std::uint32_t value, int digits) {

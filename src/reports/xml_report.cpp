@@ -20,18 +20,18 @@ class XmlWriter {
   explicit XmlWriter(std::ostream& out) : out_(out) {}
 
   void text(std::string_view name, std::string_view value) {
-    writeJoined(out_, {indentation(), "<", name, ">", value, "</", name, ">\n"});
+    writeJoined(out_, indentation(), "<", name, ">", value, "</", name, ">\n");
   }
 
   // The element's children are those that `writeChildren` writes.
   template <typename WriteChildren>
   void parent(std::string_view name, const WriteChildren& writeChildren,
               std::string_view attributes = "") {
-    writeJoined(out_, {indentation(), "<", name, attributes, ">\n"});
+    writeJoined(out_, indentation(), "<", name, attributes, ">\n");
     ++depth_;
     writeChildren();
     --depth_;
-    writeJoined(out_, {indentation(), "</", name, ">\n"});
+    writeJoined(out_, indentation(), "</", name, ">\n");
   }
 
  private:
@@ -44,7 +44,7 @@ class XmlWriter {
 };
 
 std::string hexText(std::uint32_t value, int digits) {
-  return fmt::format("{:0{}X}", value, digits);
+  return fmt::format(FMT_COMPILE("{:0{}X}"), value, digits);
 }
 
 void writeIdentity(XmlWriter& xml, const DeviceInfo& info) {

@@ -32,40 +32,22 @@ Verdict validate(const std::string& commandLine) {
   return {status, out.str(), errors.str()};
 }
 
+// The command lines of a list in which semicolons separate them.
+std::vector<std::string> commandLines(const std::string& list) {
+  std::istringstream pieces(list);
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(pieces, line, ';');) lines.push_back(line);
+  return lines;
+}
+
 TEST(Validation, acceptsWhatMakesSense) {
-  for (const char* line : {"",
-                           "-l",
-                           "-l 3 -f out -i 0",
-                           "-q -i 0",
-                           "-r -i 0",
-                           "-r",
-                           "--ce 0x7E -i 0",
-                           "-L",
-                           "--dtd",
-                           "--dtd -f out",
-                           "-q -x --dtd -l 1 -f out",
-                           "-q -d MEMORY",
-                           "--help-query-gpu",
-                           "--help-query-compute-apps",
-                           "--query-gpu name --format csv -i 0 -l 1",
-                           "--format csv",
-                           "--query-gpu= --format=csv",
-                           "--query-compute-apps pid --format csv",
-                           "dmon -i 0 -d 2",
-                           "dmon -f out",
-                           "daemon -t",
-                           "replay -f x",
-                           "-q daemon",
-                           "daemon replay",
-                           "topo -m",
-                           "topo -n 1 -i 0",
-                           "topo -p -i 0,1",
-                           "vgpu",
-                           "vgpu -q",
-                           "vgpu -s -v",
-                           "vgpu -c -v",
-                           "vgpu -v",
-                           "vgpu -u -l 1"}) {
+  for (const std::string& line : commandLines(
+           "; -l; -l 3 -f out -i 0; -q -i 0; -r -i 0; -r; --ce 0x7E -i 0; -L; --dtd; --dtd -f out; "
+           "-q -x --dtd -l 1 -f out; -q -d MEMORY; --help-query-gpu; --help-query-compute-apps; "
+           "--query-gpu name --format csv -i 0 -l 1; --format csv; --query-gpu= --format=csv; "
+           "--query-compute-apps pid --format csv; dmon -i 0 -d 2; dmon -f out; daemon -t; "
+           "replay -f x; -q daemon; daemon replay; topo -m; topo -n 1 -i 0; topo -p -i 0,1; "
+           "vgpu; vgpu -q; vgpu -s -v; vgpu -c -v; vgpu -v; vgpu -u -l 1")) {
     const Verdict verdict = validate(line);
     EXPECT_EQ(verdict.status, 0) << line;
     EXPECT_EQ(verdict.out + verdict.errors, "") << line;
@@ -73,40 +55,15 @@ TEST(Validation, acceptsWhatMakesSense) {
 }
 
 TEST(Validation, refusesConflictingModes) {
-  for (const char* line : {"-q -L",
-                           "-q -r",
-                           "-r -f out",
-                           "-r -l 1",
-                           "-r --ce 1",
-                           "--ce 1 -f out",
-                           "-L -i 0",
-                           "-L -f out",
-                           "-L -l 1",
-                           "--dtd -i 0",
-                           "--dtd -l 1",
-                           "-L dmon",
-                           "-q dmon",
-                           "-i 0 topo",
-                           "-f out stats",
-                           "-l 1 pmon",
-                           "--dtd vgpu",
-                           "-r dmon",
-                           "--help-query-gpu -i 0",
-                           "--help-query-compute-apps -i 0",
-                           "--help-query-gpu --help-query-compute-apps",
-                           "--help-query-gpu -q",
-                           "--query-gpu name --query-compute-apps pid",
-                           "-q --query-gpu name",
-                           "-q --format csv",
-                           "-L --query-compute-apps pid",
-                           "--query-gpu= -L",
-                           "--help-query-gpu --format csv",
-                           "vgpu -q -u",
-                           "vgpu -u -p",
-                           "vgpu -s -c",
-                           "vgpu -q -v",
-                           "vgpu -v -u",
-                           "vgpu -c -v -q"}) {
+  for (const std::string& line : commandLines(
+           "-q -L; -q -r; -r -f out; -r -l 1; -r --ce 1; --ce 1 -f out; -L -i 0; -L -f out; -L -l "
+           "1; "
+           "--dtd -i 0; --dtd -l 1; -L dmon; -q dmon; -i 0 topo; -f out stats; -l 1 pmon; "
+           "--dtd vgpu; -r dmon; --help-query-gpu -i 0; --help-query-compute-apps -i 0; "
+           "--help-query-gpu --help-query-compute-apps; --help-query-gpu -q; "
+           "--query-gpu name --query-compute-apps pid; -q --query-gpu name; -q --format csv; "
+           "-L --query-compute-apps pid; --query-gpu= -L; --help-query-gpu --format csv; "
+           "vgpu -q -u; vgpu -u -p; vgpu -s -c; vgpu -q -v; vgpu -v -u; vgpu -c -v -q")) {
     const Verdict verdict = validate(line);
     EXPECT_EQ(verdict.status, -1) << line;
     EXPECT_EQ(verdict.out, "\n") << line;

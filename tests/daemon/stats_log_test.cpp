@@ -2,6 +2,7 @@
 
 #include "daemon/line_reader.h"
 #include "daemon/stats_format.h"
+#include "output/option_text.h"
 
 #include <gtest/gtest.h>
 
@@ -82,26 +83,10 @@ TEST(TimeOfDay, takesThreeNumbersInTheirRanges) {
   for (const char* text : {"00:00:00", "23:59:59", "1:2:3", "000000000000000000000000001:00:00"}) {
     EXPECT_TRUE(parseTimeOfDay(text)) << text;
   }
-  for (const char* text : {"",
-                           ":",
-                           "::",
-                           "10",
-                           "10:00",
-                           "10:00:",
-                           ":10:00:00",
-                           "10::00",
-                           "10:00:00:00",
-                           "24:00:00",
-                           "10:60:00",
-                           "10:00:60",
-                           "-1:00:00",
-                           " 1:00:00",
-                           "1:00:00 ",
-                           "4294967296:00:00",
-                           "18446744073709551616:00:00",
-                           "0x1:00:00",
-                           "1:00:00.5",
-                           "10:00:00\n"}) {
+  for (const std::string_view text : splitAtCommas(
+           ",:,::,10,10:00,10:00:,:10:00:00,10::00,10:00:00:00,24:00:00,10:60:00,10:00:60,"
+           "-1:00:00, 1:00:00,1:00:00 ,4294967296:00:00,18446744073709551616:00:00,0x1:00:00,"
+           "1:00:00.5,10:00:00\n")) {
     EXPECT_FALSE(parseTimeOfDay(text)) << text;
   }
   EXPECT_EQ(parseTimeOfDay("23:59:59"), 86'399U);
@@ -175,18 +160,6 @@ TEST_F(StatsLogTest, beginsANewLineBehindOneWithoutNewline) {
   ASSERT_TRUE(log.write("1\n"));
   ASSERT_TRUE(log.write("2\n"));
   EXPECT_EQ(content(), std::string(kRecord) + "\n1\n2\n");
-}
-
-TEST_F(StatsLogTest, createsAFileThatOnlyTheOwnerMayWrite) {
-  const mode_t before = umask(0);
-  EXPECT_TRUE(openLog());
-  umask(before);
-  struct stat status {};
-  ASSERT_EQ(stat(name.c_str(), &status), 0);
-  EXPECT_EQ(status.st_mode & 0777U, 0644U);
-  EXPECT_TRUE(log.exists());
-  fs::remove(name);
-  EXPECT_FALSE(log.exists());
 }
 
 TEST_F(StatsLogTest, opensRegularFilesAlone) {

@@ -14,41 +14,6 @@ class ReadersTest : public FakeLibrary {
   ReadersTest() { holdDevices(4); }
 };
 
-TEST_F(ReadersTest, markEveryValueThatTheLibraryDoesNotSupply) {
-  const SummaryReading summary = reader().readSummary();
-  for (const std::uint32_t value :
-       {summary.temperature, summary.fanSpeed, summary.powerUsage, summary.powerLimit,
-        summary.boardPowerUsage, summary.boardPowerLimit}) {
-    EXPECT_EQ(value, kUnavailable);
-  }
-  EXPECT_EQ(summary.gpuUtil + summary.memUtil + summary.smClock + summary.memClock, 0U);
-  EXPECT_EQ(summary.memTotal + summary.memFree + summary.memUsed, 0U);
-  EXPECT_EQ(summary.perfState, 32U);
-  const DeviceInfo info = reader().readDeviceInfo();
-  for (const std::string& text : {info.name, info.serial, info.uuid, info.partNumber}) {
-    EXPECT_EQ(text, "N/A");
-  }
-  EXPECT_EQ(info.multiGpuBoard, "No");
-  for (const std::uint32_t value :
-       {info.boardId, info.boardPosition, info.pcieGenCurrent, info.pcieWidthCurrent,
-        info.pcieGenMax, info.pcieWidthMax, info.pcieTx, info.pcieRx, info.fanSpeed}) {
-    EXPECT_EQ(value, kUnavailable);
-  }
-  EXPECT_EQ(info.minorNumber + info.computeMode + info.virtualizationMode + info.hostVgpuMode, 0U);
-  const BoardInfo board = reader().readBoardInfo();
-  EXPECT_EQ(board.boardTemperature, 255U);
-  EXPECT_EQ(board.boardSn, kUnavailable64);
-  EXPECT_EQ(board.gpuVoltage.fractionPart & board.ceMask & board.ceMaskDefault, kUnavailable);
-  EXPECT_EQ(board.manufactureDate, "N/A");
-  const ClocksReading clocks = reader().readClocks();
-  EXPECT_EQ(clocks.sm + clocks.memory, 0U);
-  EXPECT_EQ(clocks.maxSm & clocks.maxMemory, kUnavailable);
-  EXPECT_EQ(reader().readRetiredPages().doubleBit, kUnavailable64);
-  EXPECT_EQ(reader().readJpuUtilization().count, 0U);
-  EXPECT_TRUE(reader().readRunningProcesses().empty());
-  EXPECT_EQ(reader().readPciByIndex(0), std::nullopt);
-}
-
 TEST_F(ReadersTest, takeTheMakersPlaceHoldersForUnavailable) {
   static std::string text;
   const auto answer = [](nvmlDevice_t, char* buffer, unsigned int size) {
@@ -99,10 +64,9 @@ class BoardPowerTest : public ReadersTest {
   BoardPowerTest() {
     calls = 0;
     boardPowerAnswer = NVML_SUCCESS;
-    boardIdAnswer = NVML_SUCCESS;
     library().nvmlDeviceGetBoardId.bind([](nvmlDevice_t device, unsigned int* board) {
       *board = gpuOf(device) / 2;
-      return boardIdAnswer;
+      return NVML_SUCCESS;
     });
     library().zanmlDeviceGetBoardPosition.bind([](nvmlDevice_t device, unsigned int* position) {
       *position = gpuOf(device) % 2;
@@ -130,7 +94,6 @@ class BoardPowerTest : public ReadersTest {
 
   inline static int calls = 0;
   inline static nvmlReturn_t boardPowerAnswer = NVML_SUCCESS;
-  inline static nvmlReturn_t boardIdAnswer = NVML_SUCCESS;
 };
 
 TEST_F(BoardPowerTest, isAskedOncePerBoardAndShownOnItsFirstGpu) {
@@ -147,12 +110,6 @@ TEST_F(BoardPowerTest, isNotRememberedWhenItCannotBeRead) {
   EXPECT_EQ(powers({0}), (std::vector<std::uint32_t>{kUnavailable}));
   boardPowerAnswer = NVML_SUCCESS;
   EXPECT_EQ(powers({0}), (std::vector<std::uint32_t>{500}));
-}
-
-TEST_F(BoardPowerTest, ofAnUnknownBoardIsTheGpusOwn) {
-  boardIdAnswer = NVML_ERROR_NOT_SUPPORTED;
-  EXPECT_EQ(powers({0, 1}), (std::vector<std::uint32_t>{100, 101}));
-  EXPECT_EQ(calls, 0);
 }
 
 class ProcessListTest : public ReadersTest {

@@ -54,15 +54,6 @@ TEST_F(SessionTest, enumeratesOnceAndIgnoresASecondOpening) {
   EXPECT_FALSE(session().initialised);
 }
 
-TEST_F(SessionTest, keepsTheFullCountWhenAHandleCannotBeFetched) {
-  handleLimit = 1;
-  openSession(0);
-  EXPECT_EQ(session().deviceCount, 3U);
-  EXPECT_EQ(session().handles.size(), 1U);
-  session().currentDevice = 2;
-  EXPECT_EQ(reader().readSummary().temperature, kUnavailable);
-}
-
 TEST_F(SessionTest, withoutGpusIsInitialisedAndWithoutInitIsNot) {
   for (const unsigned int none : {0U, std::numeric_limits<unsigned int>::max()}) {
     gpuCount = none;

@@ -6,8 +6,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cctype>
 #include <fstream>
-#include <regex>
 #include <sstream>
 
 namespace zanctl {
@@ -22,37 +22,40 @@ struct Command {
   const char* name;
   const char* machine;
   const char* script;
+  // Whether it reads what no other command here does.
+  bool readsMore = true;
 };
 
 const Command kCommands[] = {
-    {"summary", kHealthy, "$zanctl"},
-    {"list", kHealthy, "$zanctl -L"},
-    {"text_report", kHealthy, "$zanctl -q"},
-    {"hardware_report", kHealthy, "$zanctl -q -d HARDWARE_MONITOR"},
-    {"xml_report", kHealthy, "$zanctl -q -x"},
+    {"summary", kHealthy, "zanctl"},
+    {"list", kHealthy, "zanctl -L", false},
+    {"text_report", kHealthy, "zanctl -q"},
+    {"hardware_report", kHealthy, "zanctl -q -d HARDWARE_MONITOR"},
+    {"xml_report", kHealthy, "zanctl -q -x", false},
     {"properties", kHealthy,
-     R"sh($zanctl --query-gpu=$($zanctl --help-query-gpu | sed -n 's/^"\([^"]*\)".*/\1/p' |
+     R"sh(zanctl --query-gpu=$(zanctl --help-query-gpu | sed -n 's/^"\([^"]*\)".*/\1/p' |
             grep -v -e timestamp -e ^driver -e ^cuda -e ^count | paste -sd,) --format=csv |
-          tr , '\n')sh"},
+          tr , '\n')sh",
+     false},
     {"compute_query", kHealthy,
-     "$zanctl --query-compute-apps=gpu_uuid,name,used_memory --format=csv"},
-    {"device_monitor", kHealthy, "$zanctl dmon -c 1"},
-    {"engine_monitor", kHealthy, "$zanctl dmon -c 1 -o JV"},
-    {"process_monitor", kHealthy, "$zanctl pmon -c 1"},
-    {"statistics", kHealthy, "$zanctl stats -c 1"},
-    {"matrix", kHealthy, "$zanctl topo -m"},
-    {"p2p_matrix", kHealthy, "$zanctl topo --p2p r"},
-    {"nearest", kHealthy, "$zanctl topo -n 5 -i 1"},
-    {"path", kHealthy, "$zanctl topo -p -i 0,1"},
-    {"cpu_affinity", kHealthy, "$zanctl topo -c 5"},
-    {"reset", kIdle, "$zanctl -r -i 1"},
-    {"ce_mask", kIdle, "$zanctl --ce 0x7C -i 1"},
-    {"vgpu_list", kVgpus, "$zanctl vgpu"},
-    {"vgpu_query", kVgpus, "$zanctl vgpu -q"},
-    {"vgpu_types", kVgpus, "$zanctl vgpu -s -v"},
-    {"vgpu_creatable", kVgpus, "$zanctl vgpu -c -v"},
-    {"vgpu_utilization", kVgpus, "$zanctl vgpu -u | head -n 8"},
-    {"vgpu_processes", kVgpus, "$zanctl vgpu -p | head -n 8"},
+     "zanctl --query-compute-apps=gpu_uuid,name,used_memory --format=csv", false},
+    {"device_monitor", kHealthy, "zanctl dmon -c 1", false},
+    {"engine_monitor", kHealthy, "zanctl dmon -c 1 -o JV"},
+    {"process_monitor", kHealthy, "zanctl pmon -c 1"},
+    {"statistics", kHealthy, "zanctl stats -c 1"},
+    {"matrix", kHealthy, "zanctl topo -m"},
+    {"p2p_matrix", kHealthy, "zanctl topo --p2p r"},
+    {"nearest", kHealthy, "zanctl topo -n 5 -i 1"},
+    {"path", kHealthy, "zanctl topo -p -i 0,1", false},
+    {"cpu_affinity", kHealthy, "zanctl topo -c 5"},
+    {"reset", kIdle, "zanctl -r -i 1"},
+    {"ce_mask", kIdle, "zanctl --ce 0x7C -i 1"},
+    {"vgpu_list", kVgpus, "zanctl vgpu", false},
+    {"vgpu_query", kVgpus, "zanctl vgpu -q"},
+    {"vgpu_types", kVgpus, "zanctl vgpu -s -v"},
+    {"vgpu_creatable", kVgpus, "zanctl vgpu -c -v", false},
+    {"vgpu_utilization", kVgpus, "zanctl vgpu -u | head -n 8"},
+    {"vgpu_processes", kVgpus, "zanctl vgpu -p | head -n 8"},
 };
 
 std::vector<std::string> linesOf(const std::string& text) {
@@ -62,15 +65,37 @@ std::vector<std::string> linesOf(const std::string& text) {
   return lines;
 }
 
+// A line with its process id, and what else has three digits, hidden along with the blanks before.
+std::string withoutProcessId(const std::string& line) {
+  std::string text;
+  for (std::size_t begin = 0; begin < line.size();) {
+    const std::size_t end = std::min(line.find_first_not_of("0123456789", begin), line.size());
+    const bool standsAlone = begin > 0 && (line[begin - 1] == ' ' || line[begin - 1] == '>') &&
+                             (end == line.size() || std::isalnum(line[end]) == 0);
+    if (end - begin >= 3 && line[begin] != '0' && standsAlone) {
+      text.erase(text.find_last_not_of(" >") + 1);
+      text += " #";
+      begin = end;
+    } else {
+      const std::size_t length = std::max<std::size_t>(end - begin, 1);
+      text.append(line, begin, length);
+      begin += length;
+    }
+  }
+  return text;
+}
+
+bool showsProcess(const std::string& line) {
+  return line.find("train") != std::string::npos || line.find("pid") != std::string::npos ||
+         line.find("Process ID") != std::string::npos;
+}
+
 // Output and status, without the process ids, which no two runs share.
 std::string play(Host& host, const Command& command) {
   const Outcome run = host.runScript(command.script);
-  static const std::regex kProcessLine(".*(train|Process ID|pid).*");
-  static const std::regex kNumber(R"([ >]+[1-9][0-9]{2,}\b)");
   std::string text;
   for (const std::string& line : linesOf(run.out + run.err)) {
-    const bool hasPid = std::regex_match(line, kProcessLine);
-    text += (hasPid ? std::regex_replace(line, kNumber, " #") : line) + "\n";
+    text += (showsProcess(line) ? withoutProcessId(line) : line) + "\n";
   }
   return fmt::format("{}[status {}]\n", text, run.status);
 }
@@ -128,9 +153,12 @@ TEST_P(FaultMatrix, marksWhatCouldNotBeRead) {
   for (const auto& [operation, count] : healthy.callCounts()) {
     const std::string onOne = changes(
         before, playWith(fault(operation, fmt::format(R"("gpu": 1, "code": {})", codeOf(turn++)))));
+    text += onOne.empty() ? "" : fmt::format("== {} fails for GPU 1\n{}", operation, onOne);
+    if (!onOne.empty() && !GetParam().readsMore) continue;
     const std::string everywhere = playWith(fault(operation, R"("code": 13)"));
-    text += onOne.empty() ? fmt::format("== {} fails\n{}", operation, changes(before, everywhere))
-                          : fmt::format("== {} fails for GPU 1\n{}", operation, onOne);
+    if (onOne.empty())
+      text += fmt::format("== {} fails\n{}", operation, changes(before, everywhere));
+    if (!GetParam().readsMore) continue;
     EXPECT_EQ(playWith(fmt::format(R"("missing": ["{}"],)", operation)), everywhere) << operation;
   }
   text += "== GPU 1 is lost\n" + changes(before, playWith(R"("lost": [{"gpu": 1}],)"));
@@ -153,7 +181,7 @@ INSTANTIATE_TEST_SUITE_P(Commands, FaultMatrix, testing::ValuesIn(kCommands), na
 
 // What the commands share reads a code, so one command of each kind stands for all.
 TEST(FaultCodes, readAlike) {
-  for (const char* script : {"$zanctl -q -x", "$zanctl dmon -c 1", "$zanctl topo -m"}) {
+  for (const char* script : {"zanctl -q -x", "zanctl dmon -c 1", "zanctl topo -m"}) {
     const Command command{"", kHealthy, script};
     const auto playWith = [&](int code) {
       Host host =
@@ -170,9 +198,9 @@ TEST(FaultCodes, readAlike) {
 TEST(LostGpu, showsItsMarksFromThePassOn) {
   std::string text;
   for (const char* script :
-       {"$zanctl dmon -c 4", "$zanctl pmon -c 4", "$zanctl stats -d temp,gpuUtil -c 4",
-        "$zanctl -l 1 | grep -A1 -e Timestamp -e '^| 1 ' | head -n 24",
-        "$zanctl --query-gpu=index,temperature.gpu --format=csv,noheader -l 1 | head -n 12"}) {
+       {"zanctl dmon -c 4", "zanctl pmon -c 4", "zanctl stats -d temp,gpuUtil -c 4",
+        "zanctl -l 1 | grep -A1 -e Timestamp -e '^| 1 ' | head -n 24",
+        "zanctl --query-gpu=index,temperature.gpu --format=csv,noheader -l 1 | head -n 12"}) {
     Host host = Host::fromFile(kHealthy, R"("lost": [{"gpu": 1, "after": 1.5, "for": 1}],)");
     text += fmt::format("$ {}\n{}", script, play(host, {"", kHealthy, script}));
   }

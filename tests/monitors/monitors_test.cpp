@@ -63,16 +63,6 @@ TEST(DeviceMonitor, widensEngineColumnsFromTheTenthOn) {
             " -     -     -     -     -     -      -    -\n");
 }
 
-TEST(DeviceMonitor, stampsItsLinesWhereAsked) {
-  setenv("TZ", "UTC0", 1);
-  MonitorColumns columns;
-  columns.stamps = {.date = true, .time = true};
-  EXPECT_EQ(header(columns).substr(0, 30), "#Date       Time       gpu   p");
-  std::ostringstream out;
-  writeMonitorLine(out, columns, {0, {}, {}, {}}, 1772841845);
-  EXPECT_EQ(out.str().substr(0, 27), " 20260307   00:04:05     0 ");
-}
-
 TEST(ProcessMonitor, dividesTheGpuAmongTheOthers) {
   const auto own = static_cast<std::uint32_t>(getpid());
   const auto parent = static_cast<std::uint32_t>(getppid());

@@ -18,7 +18,7 @@ constexpr const char* kFirst = "GPU-a0000000-0000-0000-0000-000000000000";
 constexpr const char* kSecond = "GPU-b0000000-0000-0000-0000-000000000000";
 
 std::string twoGpus() {
-  return machineOf(fmt::format(R"({{"uuid": "{}"}}, {{"uuid": "{}"}})", kFirst, kSecond));
+  return fmt::format(R"({{"gpus": [{{"uuid": "{}"}}, {{"uuid": "{}"}}]}})", kFirst, kSecond);
 }
 
 struct Case {
@@ -61,7 +61,7 @@ class Shell {
     SCOPED_TRACE(name_);
     write(host.directory(), cases);
     const Outcome run = host.runScript(fmt::format(
-        "PATH=$(dirname \"$zanctl\"):$PATH; cd '{0}'; rm -f results; export HOME='{0}' "
+        "cd '{0}'; rm -f results; export HOME='{0}' "
         "TERM=dumb INPUTRC=/dev/null ZDOTDIR='{0}' cases='{0}/cases' results='{0}/results' "
         "drivers='{1}' scripts='{2}'\n{3}",
         host.directory().string(), ZANCTL_DRIVERS, ZANCTL_SHARE, command_));
@@ -139,7 +139,7 @@ TEST(Completion, offersWhatFits) {
 }
 
 TEST(Completion, isSilentWithoutTheLibrary) {
-  Host host = Host::described(machineOf("{}", R"("library": false)"));
+  Host host = Host::described(R"({"library": false, "gpus": [{}]})");
   for (const Shell& shell : shells()) {
     shell.expectOffers(host, {{"zanctl -i ", {}}, {"zanctl stats -d te", {"temp"}}});
   }

@@ -38,7 +38,7 @@ TEST(Refusal, OfWhatIsNoDescription) {
       {"{\n \"gpus\": [],\n \"cpu\": 4}", "f:3: /cpu: unknown key, did you mean \"cpus\"?"},
       {"{\"gpus\": [],\n\"seed\": 1,\n\"seed\": 2}",
        "f:3: /seed: this key stands twice, for the first time in line 2"},
-       {R"({"gpus": [], "cpus\n": 4})", R"(f:1: /cpus\u000a: unknown key, did you mean "cpus"?)"},
+      {R"({"gpus": [], "cpus\n": 4})", R"(f:1: /cpus\u000a: unknown key, did you mean "cpus"?)"},
       {R"({"gpus": [], "cpus": 0})", "f:1: /cpus: expected a whole number from 1 to 8192, not 0"},
       {R"({"gpus": [], "driver_nodes": "no"})",
        "f:1: /driver_nodes: expected true, false or \"unreadable\", not \"no\""},

@@ -30,13 +30,7 @@ class Terminal {
  public:
   explicit Terminal(std::vector<std::string> arguments) {
     pid_ = forkpty(&terminal_, nullptr, nullptr, nullptr);
-    if (pid_ != 0) return;
-    std::vector<char*> argv;
-    argv.reserve(arguments.size() + 1);
-    for (std::string& argument : arguments) argv.push_back(argument.data());
-    argv.push_back(nullptr);
-    execv(argv[0], argv.data());
-    _exit(99);
+    if (pid_ == 0) become(std::move(arguments));
   }
   ~Terminal() { close(terminal_); }
   Terminal(const Terminal&) = delete;

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <signal.h>
@@ -19,6 +20,16 @@ struct RunResult {
   std::string output;  // standard output and error
 };
 
+// What a forked child does: it becomes the program, or ends with status 99.
+[[noreturn]] inline void become(std::vector<std::string> arguments) {
+  std::vector<char*> argv;
+  argv.reserve(arguments.size() + 1);
+  for (std::string& argument : arguments) argv.push_back(argument.data());
+  argv.push_back(nullptr);
+  execv(argv[0], argv.data());
+  _exit(99);
+}
+
 // A program under way, whose output is read to its end.
 class Program {
  public:
@@ -31,12 +42,7 @@ class Program {
       dup2(ends[1], STDERR_FILENO);
       close(ends[0]);
       close(ends[1]);
-      std::vector<char*> argv;
-      argv.reserve(arguments.size() + 1);
-      for (std::string& argument : arguments) argv.push_back(argument.data());
-      argv.push_back(nullptr);
-      execv(argv[0], argv.data());
-      _exit(99);
+      become(std::move(arguments));
     }
     close(ends[1]);
     output_ = fdopen(ends[0], "r");

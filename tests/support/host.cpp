@@ -1,12 +1,10 @@
 #include "support/host.h"
 
-#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <fstream>
 #include <iostream>
 #include <iterator>
-#include <sstream>
 #include <stdexcept>
 #include <utility>
 
@@ -28,6 +26,7 @@ std::string content(const fs::path& path) {
 
 int execute(std::vector<std::string> words, const fs::path& out, const fs::path& err) {
   std::vector<char*> argv;
+  argv.reserve(words.size() + 1);
   for (std::string& word : words) argv.push_back(word.data());
   argv.push_back(nullptr);
   posix_spawn_file_actions_t actions;
@@ -84,13 +83,11 @@ Host::~Host() {
   fs::remove_all(directory_, ignored);
 }
 
-Outcome Host::run(std::string_view arguments) {
-  std::istringstream words{std::string(arguments)};
-  return runWords(std::vector<std::string>(std::istream_iterator<std::string>(words), {}));
-}
+Outcome Host::run(const std::string& arguments) { return runScript("exec zanctl " + arguments); }
 
-Outcome Host::runWords(const std::vector<std::string>& arguments) {
-  std::vector<std::string> words = {ZANCTL_BINARIES "/zansim",
+Outcome Host::runScript(const std::string& script) {
+  constexpr const char* kZansim = ZANCTL_BINARIES "/zansim";
+  std::vector<std::string> words = {kZansim,
                                     "--host",
                                     machine_,
                                     "--state",
@@ -101,30 +98,19 @@ Outcome Host::runWords(const std::vector<std::string>& arguments) {
                                     "2026-03-07 12:00:00"};
   if (clock_ == Clock::standing) words.emplace_back("--virtual-clock");
   words.insert(words.end(), launchOptions_.begin(), launchOptions_.end());
-  words.emplace_back("--");
-  if (arguments.empty() || arguments[0] != "/bin/sh") words.emplace_back(ZANCTL_BINARIES "/zanctl");
-  words.insert(words.end(), arguments.begin(), arguments.end());
+  words.insert(words.end(), {"--", "/bin/sh", "-c", script});
   fs::remove(directory_ / "trace");
   const int status = execute(std::move(words), directory_ / "out", directory_ / "err");
   return {status, content(directory_ / "out"), content(directory_ / "err")};
 }
 
-Outcome Host::runScript(const std::string& script) {
-  return runWords({"/bin/sh", "-c", "zanctl='" ZANCTL_BINARIES "/zanctl'\n" + script});
-}
-
-std::vector<std::string> Host::calls() const {
-  std::ifstream trace(directory_ / "trace");
-  std::vector<std::string> calls;
-  for (std::string line; std::getline(trace, line);) {
-    calls.push_back(line.substr(line.find(' ') + 1));
-  }
-  return calls;
-}
-
 std::map<std::string, int> Host::callCounts() const {
+  std::ifstream trace(directory_ / "trace");
   std::map<std::string, int> counts;
-  for (const std::string& call : calls()) ++counts[call.substr(0, call.find('('))];
+  for (std::string line; std::getline(trace, line);) {
+    const std::size_t name = line.find(' ') + 1;
+    ++counts[line.substr(name, line.find('(') - name)];
+  }
   return counts;
 }
 
@@ -132,11 +118,6 @@ void expectGolden(const std::string& name, const std::string& text) {
   const fs::path path = fs::path(ZANCTL_TEST_DATA) / "golden" / name;
   if (getenv("ZANCTL_UPDATE_GOLDEN") != nullptr) std::ofstream(path) << text;
   EXPECT_EQ(content(path), text) << path;
-}
-
-std::string machineOf(std::string_view gpus, std::string_view more) {
-  return fmt::format(R"({{"description": "Of a test.", {}{} "gpus": [{}]}})", more,
-                     more.empty() ? "" : ",", gpus);
 }
 
 }  // namespace zanctl

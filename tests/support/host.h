@@ -41,14 +41,11 @@ class Host {
   void launchWith(std::vector<std::string> options) { launchOptions_ = std::move(options); }
   void useClock(Clock clock) { clock_ = clock; }
 
-  // Runs zanctl with arguments separated by blanks, or as they come.
-  Outcome run(std::string_view arguments);
-  Outcome runWords(const std::vector<std::string>& arguments);
-  // Runs a shell script, in which $zanctl is the program.
+  // Runs zanctl with arguments as a shell takes them.
+  Outcome run(const std::string& arguments);
+  // Runs a shell script, to which zanctl is a command.
   Outcome runScript(const std::string& script);
 
-  // The library calls of the last run, in their order: "nvmlDeviceGetClock(gpu3, 1, 0) = 0".
-  [[nodiscard]] std::vector<std::string> calls() const;
   // How often the last run called each operation.
   [[nodiscard]] std::map<std::string, int> callCounts() const;
 
@@ -68,9 +65,5 @@ class Host {
 // Compares a text with a file of tests/end_to_end/golden, which ZANCTL_UPDATE_GOLDEN=1 in the
 // environment writes instead; read what it wrote before you commit it.
 void expectGolden(const std::string& name, const std::string& text);
-
-// The description of a machine with these GPUs (JSON objects, separated by commas) and, in `more`,
-// further keys.
-std::string machineOf(std::string_view gpus, std::string_view more = "");
 
 }  // namespace zanctl
