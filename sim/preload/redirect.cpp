@@ -3,6 +3,9 @@
 #include <cstdlib>
 #include <cstring>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 namespace {
 
 enum class Reach { exact, tree, prefix };
@@ -43,26 +46,49 @@ const char* restBehind(const char* path, const char* from, Reach reach) {
   return nullptr;
 }
 
-}  // namespace
+// The whole path of a relative one, in the buffer, or null where it does not fit.
+const char* whole(const char* path, PathBuffer& buffer) {
+  while (path[0] == '.' && path[1] == '/') path += 2;
+  if (getcwd(buffer.text, sizeof buffer.text) == nullptr) return nullptr;
+  size_t length = strlen(buffer.text);
+  if (length + 1 + strlen(path) >= sizeof buffer.text) return nullptr;
+  if (length > 1) buffer.text[length++] = '/';
+  memcpy(buffer.text + length, path, strlen(path) + 1);
+  return buffer.text;
+}
 
-const char* redirected(const char* path, PathBuffer& buffer) {
-  if (path == nullptr || path[0] != '/') return path;
+const char* redirectedWhole(const char* path, PathBuffer& buffer) {
   for (const Redirection& redirection : kRedirections) {
     const char* const rest = restBehind(path, redirection.from, redirection.reach);
     if (rest == nullptr) continue;
     const char* const state = stateDirectory();
-    if (state == nullptr) return path;
+    if (state == nullptr) return nullptr;
     const size_t stateLength = strlen(state);
     const size_t toLength = strlen(redirection.to);
     const size_t restLength = strlen(rest);
     // Too long to be the name of anything: the real function says so.
-    if (stateLength + toLength + restLength >= sizeof buffer.text) return path;
+    if (stateLength + toLength + restLength >= sizeof buffer.text) return nullptr;
     memcpy(buffer.text, state, stateLength);
     memcpy(buffer.text + stateLength, redirection.to, toLength);
     memcpy(buffer.text + stateLength + toLength, rest, restLength + 1);
     return buffer.text;
   }
-  return path;
+  return nullptr;
+}
+
+}  // namespace
+
+const char* redirected(const char* path, PathBuffer& buffer) {
+  return redirectedAt(AT_FDCWD, path, buffer);
+}
+
+const char* redirectedAt(int directory, const char* path, PathBuffer& buffer) {
+  if (path == nullptr || path[0] == '\0') return path;
+  PathBuffer wholeBuffer;
+  const char* text = path;
+  if (path[0] != '/') text = directory == AT_FDCWD ? whole(path, wholeBuffer) : nullptr;
+  const char* const target = text == nullptr ? nullptr : redirectedWhole(text, buffer);
+  return target == nullptr ? path : target;
 }
 
 void restore(char* path) {

@@ -34,6 +34,13 @@ TEST_F(PreloadTest, RunAndLogDirectoriesAreTheMachines) {
   EXPECT_EQ(workspace.read("state/log/zanctl/b"), "line\n");
   EXPECT_EQ(output("rm -r /var/log/zanctl && rm /var/run/zanctl_daemon.pid && ls /var/run", state),
             "");
+  // Also step by step, which is how "mkdir -p" goes.
+  EXPECT_EQ(
+      output("mkdir -p /var/log/zanctl/old && ln -s old /var/log/zanctl/link && cd /var/log && "
+             "touch zanctl/file && ls zanctl",
+             state),
+      "file\nlink\nold\n");
+  EXPECT_EQ(workspace.read("state/log/zanctl/file"), "");
   // Its neighbours are the real ones.
   EXPECT_EQ(output("mkdir -p " + workspace.path("x") + " && ls -d /var/log /tmp"),
             "/tmp\n/var/log\n");
