@@ -31,8 +31,8 @@ Text shownUnlessZero(Number value, fmt::string_view form = "{}") {
 
 Text known(std::string_view text) { return text == kUnavailableText ? std::nullopt : Text(text); }
 
-Text pciNumber(Gpu& gpu, unsigned int nvmlPciInfo_t::*field, fmt::string_view form) {
-  return gpu.pci() ? Text(fmt::format(fmt::runtime(form), (*gpu.pci()).*field)) : std::nullopt;
+Text pciNumber(Gpu& gpu, unsigned int nvmlPciInfo_t::*field, int digits) {
+  return gpu.pci() ? Text(prefixedHexText((*gpu.pci()).*field, digits)) : std::nullopt;
 }
 
 Text mebibytes(Gpu& gpu, unsigned long long nvmlMemory_t::*field) {
@@ -110,15 +110,15 @@ constexpr std::array kProperties = std::to_array<CsvProperty<Gpu>>({
     {"pci.bus_id", "gpu_bus_id", "", "PCI bus id, as domain:bus:device.function in hexadecimal.",
      [](Gpu& gpu) { return gpu.pci() ? Text(busIdText(*gpu.pci())) : std::nullopt; }},
     {"pci.domain", "", "", "PCI domain number, in hexadecimal.",
-     [](Gpu& gpu) { return pciNumber(gpu, &nvmlPciInfo_t::domain, "0x{:04X}"); }},
+     [](Gpu& gpu) { return pciNumber(gpu, &nvmlPciInfo_t::domain, 4); }},
     {"pci.bus", "", "", "PCI bus number, in hexadecimal.",
-     [](Gpu& gpu) { return pciNumber(gpu, &nvmlPciInfo_t::bus, "0x{:02X}"); }},
+     [](Gpu& gpu) { return pciNumber(gpu, &nvmlPciInfo_t::bus, 2); }},
     {"pci.device", "", "", "PCI device number, in hexadecimal.",
-     [](Gpu& gpu) { return pciNumber(gpu, &nvmlPciInfo_t::device, "0x{:02X}"); }},
+     [](Gpu& gpu) { return pciNumber(gpu, &nvmlPciInfo_t::device, 2); }},
     {"pci.device_id", "", "", "PCI device and vendor id, in hexadecimal.",
-     [](Gpu& gpu) { return pciNumber(gpu, &nvmlPciInfo_t::pciDeviceId, "0x{:08X}"); }},
+     [](Gpu& gpu) { return pciNumber(gpu, &nvmlPciInfo_t::pciDeviceId, 8); }},
     {"pci.sub_device_id", "", "", "PCI subsystem id, in hexadecimal.",
-     [](Gpu& gpu) { return pciNumber(gpu, &nvmlPciInfo_t::pciSubSystemId, "0x{:08X}"); }},
+     [](Gpu& gpu) { return pciNumber(gpu, &nvmlPciInfo_t::pciSubSystemId, 8); }},
     {"pcie.link.gen.current", "", "", "PCIe generation in use on the link.",
      [](Gpu&) { return shownUnlessZero(attributes::pcieGenCurrent()); }},
     {"pcie.link.gen.max", "", "", "Highest PCIe generation that GPU and system allow.",

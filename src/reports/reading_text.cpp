@@ -27,6 +27,14 @@ std::string numberText(std::uint64_t value, std::string_view unit) {
   return textOf(value, kUnavailable64, unit);
 }
 
+std::string hexText(std::uint32_t value, int digits) {
+  return fmt::format(FMT_COMPILE("{:0{}X}"), value, digits);
+}
+
+std::string prefixedHexText(std::uint32_t value, int digits) {
+  return "0x" + hexText(value, digits);
+}
+
 std::string mebibytesText(std::uint64_t bytes) {
   return fmt::format(FMT_COMPILE("{} MiB"), bytes >> 20);
 }

@@ -11,6 +11,10 @@ namespace zanctl {
 std::string numberText(std::uint32_t value, std::string_view unit = "");
 std::string numberText(std::uint64_t value, std::string_view unit = "");
 
+// Upper-case hexadecimal digits, filled up with zeros; the second puts "0x" before them.
+std::string hexText(std::uint32_t value, int digits);
+std::string prefixedHexText(std::uint32_t value, int digits);
+
 // Whole MiB of a byte count, with the unit.
 std::string mebibytesText(std::uint64_t bytes);
 

@@ -13,13 +13,8 @@
 namespace zanctl {
 namespace {
 
-// "0x" and upper-case digits, filled up with zeros.
-std::string hexText(std::uint32_t value, int digits) {
-  return fmt::format(FMT_COMPILE("0x{:0{}X}"), value, digits);
-}
-
 std::string hexOrUnavailable(std::uint32_t value, int digits) {
-  return value == kUnavailable ? kUnavailableText : hexText(value, digits);
+  return value == kUnavailable ? kUnavailableText : prefixedHexText(value, digits);
 }
 
 void writeVirtualization(std::ostream& out, const DeviceInfo& info) {
@@ -32,12 +27,12 @@ void writeVirtualization(std::ostream& out, const DeviceInfo& info) {
 
 void writePci(std::ostream& out, const DeviceInfo& info) {
   writeHeading(out, 1, "PCI");
-  writeLine(out, 2, "Bus", hexText(info.pci.bus, 2));
-  writeLine(out, 2, "Device", hexText(info.pci.device, 2));
-  writeLine(out, 2, "Domain", hexText(info.pci.domain, 4));
-  writeLine(out, 2, "Device Id", hexText(info.pci.pciDeviceId, 8));
+  writeLine(out, 2, "Bus", prefixedHexText(info.pci.bus, 2));
+  writeLine(out, 2, "Device", prefixedHexText(info.pci.device, 2));
+  writeLine(out, 2, "Domain", prefixedHexText(info.pci.domain, 4));
+  writeLine(out, 2, "Device Id", prefixedHexText(info.pci.pciDeviceId, 8));
   writeLine(out, 2, "Bus Id", busIdText(info.pci));
-  writeLine(out, 2, "Sub System Id", hexText(info.pci.pciSubSystemId, 8));
+  writeLine(out, 2, "Sub System Id", prefixedHexText(info.pci.pciSubSystemId, 8));
   writePaddedHeading(out, 2, "GPU Link Info");
   writePaddedHeading(out, 3, "PCIe Generation");
   writeLine(out, 4, "Max", numberText(info.pcieGenMax));
@@ -148,10 +143,10 @@ std::string voltageText(const VoltageReading& voltage) {
 void writeHardwareMonitor(std::ostream& out, const GpuReport& report) {
   const BoardInfo& board = report.board;
   writeHeading(out, 1, "Hardware Monitor");
-  writeLine(out, 2, "Device ID", hexText(board.pci.pciDeviceId >> 16U, 4));
-  writeLine(out, 2, "Vendor ID", hexText(board.pci.pciDeviceId & 0xFFFFU, 4));
-  writeLine(out, 2, "Sub Device ID", hexText(board.pci.pciSubSystemId >> 16U, 4));
-  writeLine(out, 2, "Sub Vendor ID", hexText(board.pci.pciSubSystemId & 0xFFFFU, 4));
+  writeLine(out, 2, "Device ID", prefixedHexText(board.pci.pciDeviceId >> 16U, 4));
+  writeLine(out, 2, "Vendor ID", prefixedHexText(board.pci.pciDeviceId & 0xFFFFU, 4));
+  writeLine(out, 2, "Sub Device ID", prefixedHexText(board.pci.pciSubSystemId >> 16U, 4));
+  writeLine(out, 2, "Sub Vendor ID", prefixedHexText(board.pci.pciSubSystemId & 0xFFFFU, 4));
   writeLine(out, 2, "Hardware Version", board.hardwareVersion);
   writeLine(out, 2, "Firmware Version", board.firmwareVersion);
   writeLine(out, 2, "VCC12 Voltage", voltageText(board.vddVoltage));

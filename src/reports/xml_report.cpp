@@ -43,10 +43,6 @@ class XmlWriter {
   std::size_t depth_ = 1;
 };
 
-std::string hexText(std::uint32_t value, int digits) {
-  return fmt::format(FMT_COMPILE("{:0{}X}"), value, digits);
-}
-
 void writeIdentity(XmlWriter& xml, const DeviceInfo& info) {
   xml.text("product_name", info.name);
   xml.text("serial", info.serial);
