@@ -3,11 +3,11 @@
 #include "device/readers.h"
 #include "device/session.h"
 #include "monitors/device_monitor.h"
+#include "support/held_devices.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <array>
 #include <chrono>
 #include <fstream>
 #include <ostream>
@@ -17,13 +17,6 @@
 namespace {
 
 using namespace zanctl;
-
-constexpr std::uint32_t kMostGpus = 256;
-std::array<char, kMostGpus> cells;
-
-std::uint32_t gpuOf(nvmlDevice_t device) {
-  return static_cast<std::uint32_t>(reinterpret_cast<char*>(device) - cells.data());
-}
 
 nvmlReturn_t answerNumber(nvmlDevice_t device, unsigned int* value) {
   *value = gpuOf(device) / 2 + 1;
@@ -55,15 +48,6 @@ void bindLibrary() {
   };
   lib.nvmlDeviceGetEncoderUtilization.bind(answerShare);
   lib.nvmlDeviceGetDecoderUtilization.bind(answerShare);
-}
-
-void holdDevices(std::uint32_t count) {
-  session() = DeviceSession{};
-  session().initialised = true;
-  session().deviceCount = count;
-  for (std::uint32_t gpu = 0; gpu < count; ++gpu) {
-    session().handles.push_back(reinterpret_cast<nvmlDevice_t>(&cells[gpu]));
-  }
 }
 
 void monitorPass(std::ostream& out) {
@@ -117,7 +101,7 @@ long peakMemoryKb() {
 int main() {
   bindLibrary();
   std::ofstream out("/dev/null");
-  for (const std::uint32_t gpus : {8U, 64U, kMostGpus}) {
+  for (const std::uint32_t gpus : {8U, 64U, kMostHeldDevices}) {
     holdDevices(gpus);
     const double own = timePerGpu(monitorPass, out);
     const double bare = timePerGpu(barePass, out);

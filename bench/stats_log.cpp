@@ -8,11 +8,11 @@
 #include "daemon/playback.h"
 #include "daemon/sampling.h"
 #include "device/session.h"
+#include "support/held_devices.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <array>
 #include <cstdlib>
 #include <string>
 
@@ -40,11 +40,8 @@ double cpuSeconds() {
          static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
 }
 
-void holdDevices() {
-  static std::array<char, kGpus> cells;
-  session().initialised = true;
-  session().deviceCount = kGpus;
-  for (char& cell : cells) session().handles.push_back(reinterpret_cast<nvmlDevice_t>(&cell));
+void holdMachine() {
+  holdDevices(kGpus);
   library().nvmlDeviceGetTemperature.bind(
       [](nvmlDevice_t, nvmlTemperatureSensors_t, unsigned int* celsius) {
         *celsius = 65;
@@ -96,7 +93,7 @@ int main(int argc, char** argv) {
     return 2;
   }
   setenv("TZ", "UTC0", 1);
-  holdDevices();
+  holdMachine();
   Sampling sampling(StatsLog(argv[1], ""), {});
   runCycles(sampling, 0, 100);
   const long before = ownUsage().ru_maxrss;

@@ -2,6 +2,7 @@
 #include "cli/options.h"
 #include "cli/selection.h"
 #include "device/session.h"
+#include "support/held_devices.h"
 #include "target.h"
 
 #include <fmt/format.h>
@@ -16,11 +17,6 @@ namespace {
 using namespace zanctl;
 
 constexpr std::int32_t kGpus = 20;
-std::array<char, kGpus> cells;
-
-std::uint32_t gpuOf(nvmlDevice_t device) {
-  return static_cast<std::uint32_t>(reinterpret_cast<char*>(device) - cells.data());
-}
 
 std::string uuidOf(std::uint32_t gpu) {
   return fmt::format("GPU-{0:08x}-{0:04x}-0000-0000-00000000000{0:x}", gpu % 16);
@@ -32,9 +28,7 @@ std::array<std::uint32_t, 3> placeOf(std::uint32_t gpu) {
 }
 
 bool holdMachine() {
-  session().initialised = true;
-  session().deviceCount = kGpus;
-  for (char& cell : cells) session().handles.push_back(reinterpret_cast<nvmlDevice_t>(&cell));
+  holdDevices(kGpus);
   library().nvmlDeviceGetUUID.bind([](nvmlDevice_t device, char* text, unsigned int) {
     if (gpuOf(device) == kGpus - 1) return NVML_ERROR_GPU_IS_LOST;
     std::strcpy(text, uuidOf(gpuOf(device)).c_str());

@@ -50,8 +50,6 @@ std::string pointerToken(std::string_view key) {
       text += "~0";
     } else if (c == '/') {
       text += "~1";
-    } else if (const auto byte = static_cast<unsigned char>(c); byte < ' ' || byte == 0x7f) {
-      text += fmt::format("\\u{:04x}", byte);
     } else {
       text += c;
     }

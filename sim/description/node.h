@@ -51,7 +51,7 @@ struct Findings {
   bool keepsAnother();
 };
 
-// A key as a part of a JSON pointer; control characters are written as JSON writes them.
+// A key as a part of a JSON pointer.
 std::string pointerToken(std::string_view key);
 
 class Node {
