@@ -54,7 +54,7 @@ void monitorPass(std::ostream& out) {
   boardPowerTable().clear();
   for (std::uint32_t index = 0; index < session().deviceCount; ++index) {
     session().currentDevice = index;
-    writeMonitorLine(out, {}, {index, reader().readMonitorSample(), {}, {}}, 0);
+    writeMonitorLine(out, {}, {index, reader().readMonitorSample(kMonitorLineParts), {}, {}}, 0);
   }
 }
 

@@ -5,7 +5,6 @@
 //
 // To be run by zansim with a virtual clock, so that no pass waits, and with a copy of soak.json,
 // which is rewritten all the while. The exit status is 1 when something has grown.
-#include "cli/options.h"
 #include "daemon/sampling.h"
 #include "device/session.h"
 #include "device/time.h"
@@ -13,6 +12,7 @@
 #include "monitors/process_monitor.h"
 #include "monitors/statistics.h"
 #include "reports/summary.h"
+#include "request/options.h"
 #include "vgpu/display_loop.h"
 
 #include <fmt/format.h>

@@ -94,22 +94,17 @@ bool holds(const Arguments& arguments, const std::string& value) {
 
 void checkParsing(const Arguments& arguments) {
   CommandOptions options;
-  Grammar grammar(options);
   std::vector<const char*> argv{"zanctl"};
   for (const std::string& argument : arguments) argv.push_back(argument.c_str());
   std::ostringstream out;
-  try {
-    grammar.parse(argv);
-  } catch (const CLI::ParseError& error) {
-    grammar.app().exit(error, out, out);
-    return expect(!out.str().empty(), "a refusal is explained");
-  }
+  Grammar grammar(options, argv, out, out);
+  if (grammar.parse()) return expect(!out.str().empty(), "a refusal is explained");
   for (const std::string* value : valuesOf(options)) {
     const bool optional = value == &options.loop || value == &options.vgpu.loop;
     if (!given(*value) || (optional && value->empty())) continue;
     expect(holds(arguments, *value), "a value is one that was given");
   }
-  const int status = validateCommandLine(grammar, options, out, out);
+  const int status = validateCommandLine(grammar, options, out);
   expect((status == 0) == out.str().empty(), "a refusal is explained");
 }
 

@@ -1,7 +1,7 @@
 // The list of -i on a machine of twenty GPUs.
-#include "cli/options.h"
-#include "cli/selection.h"
 #include "device/session.h"
+#include "request/option_values.h"
+#include "request/options.h"
 #include "support/held_devices.h"
 #include "target.h"
 

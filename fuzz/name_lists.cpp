@@ -1,11 +1,10 @@
 // The comma-separated lists of names: report sections, metrics, format modifiers and properties.
-#include "cli/options.h"
 #include "monitors/statistics.h"
 #include "reports/compute_query.h"
 #include "reports/csv_query.h"
-#include "reports/loop_option.h"
 #include "reports/property_query.h"
 #include "reports/query_report.h"
+#include "request/options.h"
 #include "target.h"
 
 #include <bit>
@@ -46,7 +45,7 @@ void checkFormat(const std::string& list) {
                              : other);
   });
   std::ostringstream out;
-  const auto settings = checkSettings({"", list, kUnset, ""}, out);
+  const auto settings = checkSettings({{}, "", list, kUnset, ""}, out);
   expect(settings.has_value() == (csv > 0 && other == 0), "a format is csv and known modifiers");
   expect(settings.has_value() == out.str().empty(), "a refusal is explained");
   if (!settings) return;
@@ -56,7 +55,7 @@ void checkFormat(const std::string& list) {
 
 void checkLoop(const std::string& text) {
   std::ostringstream out;
-  const auto period = readLoopOption(text, out);
+  const auto period = readLoop(text, out);
   expect(period.has_value() == out.str().empty(), "a refusal is explained");
   expect(!given(text) || !period || *period > 0, "a period is above 0");
 }
@@ -78,10 +77,11 @@ void checkProperties(CsvTable<Row> table, const std::string& list) {
   expect(count == found->size(), "a property is found for each name");
   expect(findProperties(table, names, out) == found, "names find what aliases find");
 
-  writeHeader(out, *found);
+  std::string header;
+  writeHeader(header, *found);
   std::size_t columns = 0;
-  fuzz::forEachPiece(out.str(), ',', [&](std::string_view) { ++columns; });
-  expect(columns == count && out.str().ends_with('\n'), "the header has a column for each");
+  fuzz::forEachPiece(header, ',', [&](std::string_view) { ++columns; });
+  expect(columns == count && header.ends_with('\n'), "the header has a column for each");
 }
 
 }  // namespace

@@ -56,17 +56,20 @@ bool isCell(std::uint32_t value) { return value < 100'000; }
 void checkReading(std::string_view bytes) {
   const TimeOfDay time = fuzz::take<std::uint32_t>(bytes) % kDay;
   const auto gpu = fuzz::take<std::uint32_t>(bytes);
-  const auto reading = fuzz::take<MonitorReading>(bytes);
+  std::array<std::uint32_t, 8> values{};
+  for (std::uint32_t& value : values) value = fuzz::take<std::uint32_t>(bytes);
+  const auto [power, temperature, gpuUtil, memUtil, encUtil, decUtil, smClock, memClock] = values;
+  const MonitorReading reading{power,   temperature, gpuUtil,  memUtil, encUtil,
+                               decUtil, smClock,     memClock, {},      {}};
   std::string line = statsLine(timeText(time), gpu, reading);
   expect(line.ends_with('\n') && line.size() <= LineReader::kLongestLine, "a line is a line");
   line.pop_back();
   const auto record = parseStatsLine(line);
-  const auto temperature = static_cast<std::int32_t>(reading.temperature);
-  if (temperature < 0) return expect(!record, "a line without a temperature is no record");
-  const auto cells = {reading.temperature, reading.gpuUtil,  reading.memUtil, reading.encUtil,
-                      reading.decUtil,     reading.memClock, reading.smClock};
-  const bool fits = std::all_of(cells.begin(), cells.end(), isCell) &&
-                    (reading.power == kUnavailable || isCell(reading.power));
+  if (static_cast<std::int32_t>(temperature) < 0) {
+    return expect(!record, "a line without a temperature is no record");
+  }
+  const bool fits = std::all_of(values.begin() + 1, values.end(), isCell) &&
+                    (power == kUnavailable || isCell(power));
   if (fits)
     expect(record && record->time == time && record->gpu == gpu, "a record reads as written");
 }

@@ -54,21 +54,14 @@ std::string firstSentence(std::string text) {
   return withoutStop(text);
 }
 
-std::vector<std::string> namesOf(const CLI::Option& option) {
-  std::vector<std::string> names;
-  for (const std::string& name : option.get_snames()) names.push_back("-" + name);
-  for (const std::string& name : option.get_lnames()) names.push_back("--" + name);
-  return names;
-}
-
 // Marks the rows that it uses.
-Value valueOf(const std::string& command, const OptionWords& words, const CLI::Option& option,
+Value valueOf(const std::string& command, const OptionFacts& option,
               std::set<const ValueRow*>& used) {
-  if (option.get_items_expected_max() == 0) return {};
-  Value value{.form = Form::text, .words = {}, .optional = option.get_items_expected_min() == 0};
+  if (!option.takesValue) return {};
+  Value value{.form = Form::text, .words = {}, .optional = option.valueIsOptional};
   for (const ValueRow& row : kValues) {
     const bool isNamed =
-        std::find(words.names.begin(), words.names.end(), row.option) != words.names.end();
+        std::find(option.names.begin(), option.names.end(), row.option) != option.names.end();
     if (!isNamed || (row.command != nullptr && row.command != command)) continue;
     value.form = row.form;
     value.words = row.words;
@@ -77,23 +70,10 @@ Value valueOf(const std::string& command, const OptionWords& words, const CLI::O
   return value;
 }
 
-CommandWords commandWords(const std::string& name, const CLI::App& app,
-                          std::set<const ValueRow*>& used) {
-  CommandWords command{name, {}};
-  for (const CLI::Option* option : app.get_options()) {
-    OptionWords words{namesOf(*option), firstSentence(option->get_description()), {}};
-    words.value = valueOf(name, words, *option, used);
-    command.options.push_back(std::move(words));
-  }
-  return command;
-}
-
 std::vector<Word> commandNames() {
-  CommandOptions options;
-  const Grammar grammar(options);
   std::vector<Word> words;
-  for (const CLI::App* command : grammar.app().get_subcommands(nullptr)) {
-    words.push_back({command->get_name(), firstSentence(command->get_description())});
+  for (const CommandFacts& command : describeGrammar()) {
+    if (!command.name.empty()) words.push_back({command.name, firstSentence(command.help)});
   }
   return words;
 }
@@ -133,12 +113,15 @@ std::vector<Word> connectionLevels() {
 }  // namespace
 
 std::vector<CommandWords> collectCommands() {
-  CommandOptions options;
-  const Grammar grammar(options);
   std::set<const ValueRow*> used;
-  std::vector<CommandWords> commands = {commandWords("", grammar.app(), used)};
-  for (const CLI::App* command : grammar.app().get_subcommands(nullptr)) {
-    commands.push_back(commandWords(command->get_name(), *command, used));
+  std::vector<CommandWords> commands;
+  for (const CommandFacts& facts : describeGrammar()) {
+    CommandWords command{facts.name, {}};
+    for (const OptionFacts& option : facts.options) {
+      command.options.push_back(
+          {option.names, firstSentence(option.help), valueOf(facts.name, option, used)});
+    }
+    commands.push_back(std::move(command));
   }
   for (const ValueRow& row : kValues) {
     if (!used.contains(&row)) throw std::logic_error(std::string("no option ") + row.option);

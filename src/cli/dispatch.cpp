@@ -1,6 +1,5 @@
 #include "cli/dispatch.h"
 
-#include "cli/selection.h"
 #include "control/ce_mask.h"
 #include "control/reset.h"
 #include "daemon/daemon.h"
@@ -11,102 +10,82 @@
 #include "reports/compute_query.h"
 #include "reports/dtd.h"
 #include "reports/gpu_list.h"
-#include "reports/loop_option.h"
 #include "reports/property_query.h"
 #include "reports/query_report.h"
 #include "reports/summary.h"
+#include "request/option_values.h"
 #include "topology/topology.h"
 #include "vgpu/display_loop.h"
 
-#include <fmt/ostream.h>
-
 #include <array>
-#include <iostream>
-#include <string_view>
+#include <ostream>
 
 namespace zanctl {
 namespace {
 
-std::string textOrEmpty(const std::string& option) { return given(option) ? option : ""; }
-
-void checkLoopAndRunSummary(const CommandOptions& options, const DeviceSet& selection) {
-  if (const auto period = readLoopOption(options.loop, std::cout)) {
-    printSummary(selection, textOrEmpty(options.filename), *period);
-  } else {
-    std::cout << "\n";
-  }
-}
-
 // Whatever becomes of a report, it does not change the exit status.
-void runReport(const CommandOptions& options, const DeviceSet& selection) {
-  if (options.query) {
-    runQueryReport(options, selection);
-  } else if (options.dtd) {
-    std::cout << kDtd << "\n";
-  } else if (options.listGpus) {
-    printGpuList(std::cout);
+int runReport(const CommandOptions& o, const DeviceSet& selection, std::ostream& out) {
+  if (o.query) {
+    runQueryReport({selection, o.xmlFormat, o.dtd, o.display, o.loop, o.filename}, out);
+  } else if (o.dtd) {
+    out << kDtd << "\n";
+  } else if (o.listGpus) {
+    printGpuList(out);
   } else {
-    checkLoopAndRunSummary(options, selection);
+    runSummary({selection, o.loop, o.filename}, out);
   }
-}
-
-int dispatchRoot(const CommandOptions& options, const DeviceSet& selection) {
-  if (options.gpuReset) return resetGpus(selection, std::cout);
-  if (given(options.ceMask)) return setCeMaskOnGpus(options.ceMask, selection, std::cout);
-  if (options.helpQueryGpu) {
-    printPropertyQueryHelp(std::cout);
-    return 0;
-  }
-  if (options.helpQueryComputeApps) {
-    printComputeQueryHelp(std::cout);
-    return 0;
-  }
-  const auto request = [&options](const std::string& properties) {
-    return CsvRequest{properties, options.format, options.loop, textOrEmpty(options.filename)};
-  };
-  if (given(options.queryGpu)) return runPropertyQuery(request(options.queryGpu), selection);
-  if (given(options.queryComputeApps)) {
-    return runComputeQuery(request(options.queryComputeApps), selection);
-  }
-  runReport(options, selection);
   return 0;
 }
 
-int runTopo(const Grammar& grammar, const CommandOptions& options) {
-  return runTopology(
-      options.topo, [&grammar] { return grammar.subcommand("topo").help(); }, std::cout);
+int dispatchRoot(const CommandOptions& o, std::uint32_t startupDeviceCount, std::ostream& out) {
+  DeviceSet selection;
+  if (const int result = resolveDevices(o.id, selection, out); result != 0) return result;
+  if (o.gpuReset) return resetGpus({selection, startupDeviceCount}, out);
+  if (given(o.ceMask)) return setCeMaskOnGpus({selection, o.ceMask}, out);
+  if (o.helpQueryGpu) return printPropertyQueryHelp(out);
+  if (o.helpQueryComputeApps) return printComputeQueryHelp(out);
+  if (given(o.queryGpu)) {
+    return runPropertyQuery({selection, o.queryGpu, o.format, o.loop, o.filename}, out);
+  }
+  if (given(o.queryComputeApps)) {
+    return runComputeQuery({selection, o.queryComputeApps, o.format, o.loop, o.filename}, out);
+  }
+  return runReport(o, selection, out);
 }
 
 struct SubcommandRunner {
   const char* name;
-  int (*run)(const Grammar&, const CommandOptions&);
+  int (*run)(const CommandOptions&, std::ostream&);
+  const char* parent = "";  // what stands before the name in the help that it asks for
 };
 
 // The first that was given runs.
 constexpr std::array<SubcommandRunner, kSubcommands.size()> kSubcommandRunners = {{
-    {"dmon", [](const Grammar&, const CommandOptions& o) { return runDeviceMonitor(o.dmon); }},
-    {"pmon", [](const Grammar&, const CommandOptions& o) { return runProcessMonitor(o.pmon); }},
-    {"topo", runTopo},
-    {"vgpu", [](const Grammar&, const CommandOptions& o) { return runVgpu(o.vgpu); }},
-    {"stats", [](const Grammar&, const CommandOptions& o) { return runStatistics(o.stats); }},
-    {"daemon", [](const Grammar&, const CommandOptions& o) { return runDaemon(o.daemon); }},
-    {"replay",
-     [](const Grammar& grammar, const CommandOptions& o) {
-       return runReplay(o.replay, grammar.subcommand("replay").help("zanctl"));
-     }},
+    {"dmon",
+     [](const CommandOptions& o, std::ostream& out) { return runDeviceMonitor(o.dmon, out); }},
+    {"pmon",
+     [](const CommandOptions& o, std::ostream& out) { return runProcessMonitor(o.pmon, out); }},
+    {"topo", [](const CommandOptions& o, std::ostream& out) { return runTopology(o.topo, out); }},
+    {"vgpu", [](const CommandOptions& o, std::ostream& out) { return runVgpu(o.vgpu, out); }},
+    {"stats",
+     [](const CommandOptions& o, std::ostream& out) { return runStatistics(o.stats, out); }},
+    {"daemon", [](const CommandOptions& o, std::ostream& out) { return runDaemon(o.daemon, out); }},
+    {"replay", [](const CommandOptions& o, std::ostream& out) { return runReplay(o.replay, out); },
+     "zanctl"},
 }};
 
 }  // namespace
 
-int dispatch(const Grammar& grammar, const CommandOptions& options) {
+int dispatch(const Grammar& grammar, const CommandOptions& options,
+             std::uint32_t startupDeviceCount, std::ostream& out) {
   for (const SubcommandRunner& runner : kSubcommandRunners) {
-    if (grammar.parsed(runner.name)) return runner.run(grammar, options);
+    if (!grammar.parsed(runner.name)) continue;
+    const int status = runner.run(options, out);
+    if (status != kHelpAsked) return status;
+    out << grammar.help(runner.name, runner.parent);
+    return 0;
   }
-  DeviceSet selection;
-  if (const int result = resolveDevices(options.id, selection, std::cout); result != 0) {
-    return result;
-  }
-  return dispatchRoot(options, selection);
+  return dispatchRoot(options, startupDeviceCount, out);
 }
 
 }  // namespace zanctl

@@ -2,11 +2,16 @@
 #pragma once
 
 #include "cli/grammar.h"
-#include "cli/options.h"
+#include "request/options.h"
+
+#include <cstdint>
+#include <iosfwd>
 
 namespace zanctl {
 
-// Runs the action asked for in the open session; its status, 0 or -1.
-[[nodiscard]] int dispatch(const Grammar& grammar, const CommandOptions& options);
+// Runs the action asked for in the open session; its status, 0 or -1. `startupDeviceCount` is the
+// number of GPUs that there were before.
+[[nodiscard]] int dispatch(const Grammar& grammar, const CommandOptions& options,
+                           std::uint32_t startupDeviceCount, std::ostream& out);
 
 }  // namespace zanctl

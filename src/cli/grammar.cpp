@@ -1,14 +1,16 @@
 #include "cli/grammar.h"
 
+#include <CLI/CLI.hpp>
+
 #include <algorithm>
 #include <cstring>
-#include <deque>
 #include <initializer_list>
 #include <variant>
-#include <vector>
 
 namespace zanctl {
 namespace {
+
+constexpr const char* kDescription = "Zanthe System Management Interface, zanctl";
 
 enum class Form {
   plain,
@@ -259,40 +261,109 @@ bool isEmptyAttachedValue(const char* argument) {
          std::strchr(argument, '=') == argument + length - 1;
 }
 
-}  // namespace
-
-Grammar::Grammar(CommandOptions& options, const WantsOptions& wantsOptions)
-    : app_("Zanthe System Management Interface, zanctl") {
+// Every option of every subcommand that is wanted, and of the program itself.
+template <typename WantsOptions>
+void build(CLI::App& app, CommandOptions& options, const WantsOptions& wantsOptions) {
   for (const SubcommandRow& row : kSubcommandRows) {
-    CLI::App* const subcommand = app_.add_subcommand(row.name, row.description);
+    CLI::App* const subcommand = app.add_subcommand(row.name, row.description);
     subcommand->group(row.group);
     if (wantsOptions(row.name)) row.declareOptions(*subcommand, options);
   }
-  declareRoot(app_, options);
+  declareRoot(app, options);
 }
 
-Grammar::Grammar(CommandOptions& options)
-    : Grammar(options, [](std::string_view) { return true; }) {}
-
-Grammar::Grammar(CommandOptions& options, std::span<const char* const> argv)
-    : Grammar(options, [argv](std::string_view subcommand) {
-        return std::find(argv.begin(), argv.end(), subcommand) != argv.end();
-      }) {}
-
-void Grammar::parse(std::span<const char* const> argv) {
-  // CLI11 takes the argument behind "--name=" for its value, so the empty value is spelled out.
-  std::deque<std::string> names;
-  std::vector<const char*> arguments;
+// CLI11 takes the argument behind "--name=" for its value, so the empty value is spelled out.
+std::vector<std::string> spelledOut(std::span<const char* const> argv) {
+  std::vector<std::string> arguments;
   for (const char* argument : argv) {
     if (isEmptyAttachedValue(argument)) {
-      names.emplace_back(argument, std::strlen(argument) - 1);
-      arguments.push_back(names.back().c_str());
-      arguments.push_back("");
+      arguments.emplace_back(argument, std::strlen(argument) - 1);
+      arguments.emplace_back();
     } else {
-      arguments.push_back(argument);
+      arguments.emplace_back(argument);
     }
   }
-  app_.parse(static_cast<int>(arguments.size()), arguments.data());
+  return arguments;
+}
+
+CommandFacts factsOf(const CLI::App& app) {
+  CommandFacts command{app.get_name(), app.get_description(), {}};
+  for (const CLI::Option* option : app.get_options()) {
+    OptionFacts facts{{},
+                      option->get_description(),
+                      option->get_items_expected_max() != 0,
+                      option->get_items_expected_min() == 0};
+    for (const std::string& name : option->get_snames()) facts.names.push_back("-" + name);
+    for (const std::string& name : option->get_lnames()) facts.names.push_back("--" + name);
+    command.options.push_back(std::move(facts));
+  }
+  return command;
+}
+
+}  // namespace
+
+struct Grammar::Parser {
+  CLI::App app{kDescription};
+  std::span<const char* const> argv;
+  std::ostream& out;
+  std::ostream& errors;
+
+  [[nodiscard]] int exit(const CLI::Error& error) const { return app.exit(error, out, errors); }
+};
+
+Grammar::Grammar(CommandOptions& options, std::span<const char* const> argv, std::ostream& out,
+                 std::ostream& errors)
+    : parser_(new Parser{.argv = argv, .out = out, .errors = errors}) {
+  build(parser_->app, options, [argv](std::string_view subcommand) {
+    return std::find(argv.begin(), argv.end(), subcommand) != argv.end();
+  });
+}
+
+Grammar::~Grammar() = default;
+
+std::optional<int> Grammar::parse() {
+  std::vector<std::string> arguments = spelledOut(parser_->argv);
+  std::vector<const char*> pointers;
+  for (const std::string& argument : arguments) pointers.push_back(argument.c_str());
+  try {
+    parser_->app.parse(static_cast<int>(pointers.size()), pointers.data());
+  } catch (const CLI::ParseError& error) {
+    return parser_->exit(error);
+  }
+  return std::nullopt;
+}
+
+bool Grammar::parsed(const char* subcommand) const {
+  return parser_->app.get_subcommand(subcommand)->parsed();
+}
+
+std::string Grammar::help(const char* subcommand, const std::string& parent) const {
+  return parser_->app.get_subcommand(subcommand)->help(parent);
+}
+
+int Grammar::refuseCombination() const {
+  return parser_->exit(CLI::InvalidError("Invalid combination of input arguments"));
+}
+
+int Grammar::refuseLeftOvers() const {
+  const std::vector<std::string> arguments = parser_->app.remaining();
+  std::string message = arguments.size() > 1 ? "The following arguments were not expected:"
+                                             : "The following argument was not expected:";
+  if (arguments.empty()) message += " ";
+  for (const std::string& argument : arguments) message += " " + argument;
+  return parser_->exit(CLI::ExtrasError(message, CLI::ExitCodes::ExtrasError));
+}
+
+std::vector<CommandFacts> describeGrammar() {
+  CommandOptions options;
+  CLI::App app(kDescription);
+  build(app, options, [](std::string_view) { return true; });
+  std::vector<CommandFacts> commands = {factsOf(app)};
+  commands.front().name.clear();
+  for (const CLI::App* subcommand : app.get_subcommands(nullptr)) {
+    commands.push_back(factsOf(*subcommand));
+  }
+  return commands;
 }
 
 }  // namespace zanctl

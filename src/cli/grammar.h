@@ -1,14 +1,16 @@
 // The command line that zanctl accepts: every option and subcommand with its help text.
 #pragma once
 
-#include "cli/options.h"
-
-#include <CLI/CLI.hpp>
+#include "request/options.h"
 
 #include <array>
-#include <functional>
+#include <iosfwd>
+#include <memory>
+#include <optional>
 #include <span>
+#include <string>
 #include <string_view>
+#include <vector>
 
 namespace zanctl {
 
@@ -16,29 +18,49 @@ namespace zanctl {
 inline constexpr std::array kSubcommands = {"dmon",  "pmon",   "topo",  "vgpu",
                                             "stats", "daemon", "replay"};
 
+// What can be said of an option without giving it.
+struct OptionFacts {
+  std::vector<std::string> names;  // with their dashes
+  std::string help;
+  bool takesValue;
+  bool valueIsOptional;
+};
+
+struct CommandFacts {
+  std::string name;  // empty for the program itself
+  std::string help;
+  std::vector<OptionFacts> options;
+};
+
+// The program itself first, then its subcommands, as the help lists them.
+std::vector<CommandFacts> describeGrammar();
+
 class Grammar {
  public:
-  // Parsing fills `options`, which must outlive the grammar.
-  explicit Grammar(CommandOptions& options);
-  // The grammar for one command line: a subcommand that it does not name is known without its
-  // options, which are most of what there is to build.
-  Grammar(CommandOptions& options, std::span<const char* const> argv);
+  // Parsing fills `options`, which must outlive the grammar. The streams take what the parser says.
+  // The options of a subcommand that `argv` does not name are left out, which are most of what
+  // there is to build.
+  Grammar(CommandOptions& options, std::span<const char* const> argv, std::ostream& out,
+          std::ostream& errors);
+  ~Grammar();
+  Grammar(const Grammar&) = delete;
+  Grammar& operator=(const Grammar&) = delete;
 
-  // Throws CLI::ParseError, which `app().exit()` turns into output and an exit status.
-  void parse(std::span<const char* const> argv);
+  // Empty to go on. Otherwise the help was shown or a refusal was explained, and this is the exit
+  // status.
+  [[nodiscard]] std::optional<int> parse();
 
-  [[nodiscard]] const CLI::App& app() const { return app_; }
-  // The subcommand's own parser, whether it was given or not.
-  [[nodiscard]] const CLI::App& subcommand(const char* name) const {
-    return *app_.get_subcommand(name);
-  }
-  [[nodiscard]] bool parsed(const char* name) const { return subcommand(name).parsed(); }
+  [[nodiscard]] bool parsed(const char* subcommand) const;
+  // The help of a subcommand, headed by `parent`, the command in front of it.
+  [[nodiscard]] std::string help(const char* subcommand, const std::string& parent) const;
+
+  // Explains a refusal that the parser itself did not come to; the exit status of it.
+  [[nodiscard]] int refuseCombination() const;
+  [[nodiscard]] int refuseLeftOvers() const;
 
  private:
-  using WantsOptions = std::function<bool(std::string_view subcommand)>;
-  Grammar(CommandOptions& options, const WantsOptions& wantsOptions);
-
-  CLI::App app_;
+  struct Parser;
+  std::unique_ptr<Parser> parser_;
 };
 
 }  // namespace zanctl

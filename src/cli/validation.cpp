@@ -1,13 +1,7 @@
 #include "cli/validation.h"
 
-#include <fmt/format.h>
-#include <fmt/ostream.h>
-#include <fmt/ranges.h>
-
 #include <algorithm>
 #include <ostream>
-#include <string>
-#include <vector>
 
 namespace zanctl {
 namespace {
@@ -98,35 +92,26 @@ const char* topologyConflict(const TopoOptions& topo) {
   return nullptr;
 }
 
-CLI::ExtrasError leftOverError(const std::vector<std::string>& arguments) {
-  const char* head = arguments.size() > 1 ? "The following arguments were not expected: "
-                                          : "The following argument was not expected: ";
-  return {fmt::format("{}{}", head, fmt::join(arguments, " ")), CLI::ExitCodes::ExtrasError};
-}
-
 }  // namespace
 
-int validateCommandLine(const Grammar& grammar, const CommandOptions& options, std::ostream& out,
-                        std::ostream& errors) {
+int validateCommandLine(const Grammar& grammar, const CommandOptions& options, std::ostream& out) {
   const long subcommands = exclusiveSubcommandCount(grammar);
   if (subcommands >= 2) {
     out << "There are more than 1 subcommand been inputed! \n";
-    return grammar.app().exit(leftOverError(grammar.app().remaining()), out, errors);
+    return grammar.refuseLeftOvers();
   }
   if (isModeConflict(options, subcommands == 1)) {
-    grammar.app().exit(CLI::InvalidError("Invalid combination of input arguments"), out, errors);
+    [[maybe_unused]] const int explained = grammar.refuseCombination();
     out << "\n";
     return -1;
   }
   if (const char* reason = reportConflict(options)) {
-    fmt::print(out,
-               "Invalid combination of input arguments: {}Run with --help for more "
-               "information.\n\n",
-               reason);
+    out << "Invalid combination of input arguments: " << reason
+        << "Run with --help for more information.\n\n";
     return -1;
   }
   if (const char* reason = topologyConflict(options.topo)) {
-    fmt::print(out, "{}\n", reason);
+    out << reason << "\n";
     return -1;
   }
   return 0;

@@ -2,14 +2,15 @@
 #pragma once
 
 #include "cli/grammar.h"
-#include "cli/options.h"
+#include "request/options.h"
 
 #include <iosfwd>
 
 namespace zanctl {
 
-// 0 to go on; otherwise the reason was printed, on `errors` where CLI11 words it and else on `out`.
+// 0 to go on; otherwise the reason was printed, by the grammar where the parser words it and else
+// on `out`.
 [[nodiscard]] int validateCommandLine(const Grammar& grammar, const CommandOptions& options,
-                                      std::ostream& out, std::ostream& errors);
+                                      std::ostream& out);
 
 }  // namespace zanctl

@@ -1,11 +1,7 @@
 #include "control/reset.h"
 
-#include "control/device_checks.h"
+#include "control/device_walk.h"
 #include "device/controller.h"
-#include "device/readers.h"
-#include "device/session.h"
-
-#include <fmt/ostream.h>
 
 #include <ostream>
 #include <string_view>
@@ -34,41 +30,24 @@ void makeUninterruptible() {
   for (const int ignored : {SIGTSTP, SIGHUP, SIGPIPE}) signal(ignored, SIG_IGN);
 }
 
-enum class Verdict { goOn, stop };
-
-Verdict resetGpu(std::uint32_t index, ControlCounts& counts, std::ostream& out) {
-  const auto gpu = reader().readPciByIndex(index);
-  if (!gpu) {
-    out << "GPU Reset failed because system can not get current GPU pci bus info.\n";
-    return Verdict::stop;
-  }
-  if (gpu->virtualizationMode == NVML_GPU_VIRTUALIZATION_MODE_VGPU) {
-    fmt::print(out, "GPU Reset couldn't run because GPU {}is in vGPU mode.\n", gpuText(*gpu));
-    return Verdict::stop;
-  }
-  if (!isDeviceFree(index, *gpu, out)) {
-    ++counts.busy;
-    return Verdict::goOn;
-  }
-  session().currentDevice = index;
-  const nvmlReturn_t answer = controller().resetDevice();
-  if (answer == NVML_SUCCESS) {
-    fmt::print(out, "{} was successfully reset.\n", gpuText(*gpu));
-    ++counts.done;
-  } else {
-    fmt::print(out, "{} was failed to reset with error {} .\n", gpuText(*gpu),
-               static_cast<int>(answer));
-  }
-  out.flush();
-  return Verdict::goOn;
+DeviceAction resetAction() {
+  return {
+      .apply = [] { return controller().resetDevice(); },
+      .title = "GPU Reset",
+      .success = " was successfully reset.",
+      .failure = " was failed to reset with error ",
+      .summary = "reset",
+      .advice = kContainerAdvice,
+      .unreadable = "GPU Reset failed because system can not get current GPU pci bus info.",
+  };
 }
 
 }  // namespace
 
-int resetGpus(const DeviceSet& selection, std::ostream& out) {
-  if (checkPermissions(selection, "reset", out) != 0) return -1;
+int resetGpus(const ResetOptions& options, std::ostream& out) {
+  if (checkPermissions(options.selection, "reset", out) != 0) return -1;
   const std::uint32_t count = session().deviceCount;
-  const std::uint32_t startupCount = controller().startupDeviceCount();
+  const std::uint32_t startupCount = options.startupDeviceCount;
   if (count == 0 || (startupCount != 0 && startupCount != count)) {
     out << kConcurrent;
     return -1;
@@ -80,17 +59,14 @@ int resetGpus(const DeviceSet& selection, std::ostream& out) {
     return -1;
   }
   controller().setResetStatus(1);
-  ControlCounts counts;
-  for (std::uint32_t index = 0; index < count; ++index) {
-    if (!isSelected(selection, index)) {
-      ++counts.done;
-    } else if (resetGpu(index, counts, out) == Verdict::stop) {
-      controller().setResetStatus(0);
-      return -1;
-    }
+  const DeviceAction action = resetAction();
+  WalkCounts counts;
+  if (!walkDevices(options.selection, action, counts, out)) {
+    controller().setResetStatus(0);
+    return -1;
   }
   controller().restartAndClearResetStatus(0);
-  return reportCounts(counts, kContainerAdvice, "reset", out);
+  return reportCounts(counts, action, out);
 }
 
 }  // namespace zanctl

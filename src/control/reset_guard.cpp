@@ -1,7 +1,5 @@
 #include "control/reset_guard.h"
 
-#include "device/controller.h"
-
 #include <cstdlib>
 #include <memory>
 #include <ostream>
@@ -46,8 +44,6 @@ bool hasDriverNode(std::ostream& out) {
 }
 
 }  // namespace
-
-std::int32_t readResetStatus() { return controller().readResetStatus().value_or(0); }
 
 bool refusesConcurrentReset(std::span<const char* const> argv, std::int32_t resetStatus,
                             std::ostream& out) {

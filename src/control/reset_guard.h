@@ -7,9 +7,6 @@
 
 namespace zanctl {
 
-// 1 while a reset is in progress; 0 also when the marker cannot be read.
-std::int32_t readResetStatus();
-
 // Whether the command line asks for nothing but a reset while one is in progress; then says so.
 bool refusesConcurrentReset(std::span<const char* const> argv, std::int32_t resetStatus,
                             std::ostream& out);

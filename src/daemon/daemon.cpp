@@ -5,9 +5,8 @@
 #include "daemon/sampling.h"
 #include "device/session.h"
 #include "device/time.h"
-#include "output/option_text.h"
 
-#include <fmt/ostream.h>
+#include <fmt/format.h>
 
 #include <array>
 #include <cstdlib>
@@ -22,8 +21,8 @@ namespace {
 
 constexpr const char* kLogDirectory = "/var/log/zanctl";
 constexpr mode_t kDirectoryMode = 0755;
-constexpr unsigned int kDefaultDelay = 10;
-constexpr int kLongestDelay = 600;
+constexpr std::uint64_t kDefaultDelay = 10;
+constexpr std::uint64_t kLongestDelay = 600;
 
 // Of a path that does not exist yet, realpath leaves the part up to the first missing name.
 std::string logDirectory(const std::string& option) {
@@ -36,7 +35,7 @@ std::string logDirectory(const std::string& option) {
 bool makeDirectory(const std::string& directory, std::ostream& out) {
   if (access(directory.c_str(), F_OK) == 0) return true;
   if (mkdir(directory.c_str(), kDirectoryMode) == 0) return true;
-  fmt::print(out, "create path \"{}\" failed\n", directory);
+  out << fmt::format("create path \"{}\" failed\n", directory);
   return false;
 }
 
@@ -50,7 +49,7 @@ bool makeDirectory(const std::string& directory, std::ostream& out) {
   const std::string content = pidFile.read();
   if (content.empty()) endAtOnce(1);
   if (!terminate) {
-    fmt::print(std::cout, "Daemon already running with pid {}\n", pidText(content));
+    std::cout << fmt::format("Daemon already running with pid {}\n", pidText(content));
   } else if (const auto pid = pidToSignal(content)) {
     kill(*pid, SIGKILL);
   }
@@ -88,8 +87,9 @@ int sampleForever(const DaemonPlan& plan) {
   for (;;) {
     const CycleEnd end = sampling.runCycle(currentTime().tv_sec);
     if (end != CycleEnd::written) {
-      fmt::print(std::cout, "Failed to {} the log file {}\n",
-                 end == CycleEnd::notCreated ? "create" : "write", sampling.log().fileName());
+      std::cout << fmt::format("Failed to {} the log file {}\n",
+                               end == CycleEnd::notCreated ? "create" : "write",
+                               sampling.log().fileName());
       return -1;
     }
     sleep(plan.delaySeconds);
@@ -107,8 +107,7 @@ std::optional<DaemonPlan> planDaemon(const DaemonOptions& options, std::ostream&
   if (resolveDevicesOrAll(options.id, plan.selection, out) != 0) return std::nullopt;
   plan.directory = logDirectory(options.path);
   if (!makeDirectory(plan.directory, out)) return std::nullopt;
-  const auto delay =
-      given(options.delay) ? readDelay(options.delay, kLongestDelay, out) : kDefaultDelay;
+  const auto delay = readDelay(options.delay, kDefaultDelay, kLongestDelay, out);
   if (!delay) return std::nullopt;
   plan.delaySeconds = static_cast<unsigned int>(*delay);
   if (given(options.join)) plan.suffix = options.join;
@@ -116,8 +115,8 @@ std::optional<DaemonPlan> planDaemon(const DaemonOptions& options, std::ostream&
   return plan;
 }
 
-int runDaemon(const DaemonOptions& options) {
-  const auto plan = planDaemon(options, std::cout);
+int runDaemon(const DaemonOptions& options, std::ostream& out) {
+  const auto plan = planDaemon(options, out);
   if (!plan) return -1;
   const PidFile pidFile = becomeDaemon(plan->terminate);
   return sampleForever(*plan);

@@ -1,8 +1,8 @@
 // The daemon subcommand: samples the GPUs in the background, or ends the instance that does.
 #pragma once
 
-#include "cli/options.h"
-#include "cli/selection.h"
+#include "device/selection.h"
+#include "request/options.h"
 
 #include <iosfwd>
 #include <optional>
@@ -12,7 +12,7 @@ namespace zanctl {
 
 // Refused options make it return -1. Otherwise the calling process ends in here, and what returns,
 // also with -1, is its child, the daemon, when it cannot write its log any more.
-[[nodiscard]] int runDaemon(const DaemonOptions& options);
+[[nodiscard]] int runDaemon(const DaemonOptions& options, std::ostream& out);
 
 struct DaemonPlan {
   DeviceSet selection;

@@ -1,8 +1,8 @@
 // The -i option of daemon and replay.
 #pragma once
 
-#include "cli/options.h"
-#include "cli/selection.h"
+#include "request/option_values.h"
+#include "request/options.h"
 
 #include <string>
 

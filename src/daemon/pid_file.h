@@ -1,7 +1,7 @@
 // The file by whose lock at most one daemon runs, and by which it is found.
 #pragma once
 
-#include "daemon/descriptor.h"
+#include "device/descriptor.h"
 
 #include <optional>
 #include <string>

@@ -1,14 +1,14 @@
 // The replay subcommand: plays a stats log back in step with its sampling cycles.
 #pragma once
 
-#include "cli/options.h"
+#include "request/options.h"
 
-#include <string>
+#include <iosfwd>
 
 namespace zanctl {
 
-// Prints the log on standard output, or the help text when no file was given. Returns -1 when the
-// options are refused or there is no such file; a line that belongs to no log ends it with 0.
-[[nodiscard]] int runReplay(const ReplayOptions& options, const std::string& help);
+// Prints the log. Returns kHelpAsked when no file was given, -1 when the options are refused or
+// there is no such file; a line that belongs to no log ends it with 0.
+[[nodiscard]] int runReplay(const ReplayOptions& options, std::ostream& out);
 
 }  // namespace zanctl

@@ -1,8 +1,8 @@
 #include "daemon/sampling.h"
 
 #include "daemon/stats_format.h"
+#include "device/board_power.h"
 #include "device/readers.h"
-#include "device/session.h"
 #include "device/time.h"
 
 #include <fmt/format.h>
@@ -41,12 +41,12 @@ bool Sampling::writeCycle(std::string_view time) {
   if (cycle_ == 0 && !log_.write(fmt::format("{}\n{}\n", kStatsHeader1, kStatsHeader2))) {
     return false;
   }
-  for (std::uint32_t index = 0; index < session().deviceCount; ++index) {
-    if (!isSelected(selection_, index)) continue;
-    session().currentDevice = index;
-    if (!log_.write(statsLine(time, index, reader().readMonitorSample()))) return false;
-  }
-  return true;
+  bool written = true;
+  forEachDevice(selection_, [&](std::uint32_t index) {
+    const MonitorReading reading = reader().readMonitorSample(kMonitorLineParts);
+    written = written && log_.write(statsLine(time, index, reading));
+  });
+  return written;
 }
 
 }  // namespace zanctl

@@ -1,8 +1,8 @@
 // What the daemon does in one sampling cycle.
 #pragma once
 
-#include "cli/selection.h"
 #include "daemon/stats_log.h"
+#include "device/selection.h"
 
 #include <cstdint>
 #include <ctime>

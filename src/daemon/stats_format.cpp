@@ -1,8 +1,9 @@
 #include "daemon/stats_format.h"
 
 #include "daemon/line_reader.h"
+#include "device/format.h"
 
-#include <fmt/format.h>
+#include <fmt/compile.h>
 
 #include <algorithm>
 #include <array>
@@ -51,9 +52,10 @@ std::string_view takeToken(std::string_view& text) {
   return token;
 }
 
-std::string signedCell(std::uint32_t value) {
-  if (value == kUnavailable) return fmt::format("{:>6}", "-");
-  return fmt::format("{:>6}", static_cast<std::int32_t>(value));
+// Numbers of this log are signed.
+std::string signedOrDash(std::optional<std::uint32_t> value) {
+  value = known(value);
+  return orDash(value ? std::optional(static_cast<std::int32_t>(*value)) : std::nullopt);
 }
 
 }  // namespace
@@ -65,10 +67,11 @@ std::string statsFileName(std::string_view directory, std::string_view suffix,
 }
 
 std::string statsLine(std::string_view time, std::uint32_t gpu, const MonitorReading& reading) {
-  return fmt::format(" {}   {:>3}{}{}{:>6}{:>6}{:>6}{:>6}{:>6}{:>6}{:>6}\n", time, gpu,
-                     signedCell(reading.power), signedCell(reading.temperature), "-",
-                     reading.gpuUtil, reading.memUtil, reading.encUtil, reading.decUtil,
-                     reading.memClock, reading.smClock);
+  return fmt::format(FMT_COMPILE(" {}   {:>3}{:>6}{:>6}     -{:>6}{:>6}{:>6}{:>6}{:>6}{:>6}\n"),
+                     time, gpu, signedOrDash(reading.power), signedOrDash(reading.temperature),
+                     reading.gpuUtil.value_or(0), reading.memUtil.value_or(0),
+                     reading.encUtil.value_or(0), reading.decUtil.value_or(0),
+                     reading.memClock.value_or(0), reading.smClock.value_or(0));
 }
 
 std::optional<TimeOfDay> parseTimeOfDay(std::string_view text) {

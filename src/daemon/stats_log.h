@@ -1,7 +1,7 @@
 // The daily file that the daemon writes.
 #pragma once
 
-#include "daemon/descriptor.h"
+#include "device/descriptor.h"
 
 #include <string>
 #include <string_view>

@@ -2,6 +2,8 @@
 
 #include "device/device_call.h"
 
+#include <algorithm>
+
 namespace zanctl::attributes {
 namespace {
 
@@ -20,14 +22,34 @@ Number readEnumeration(const Operation<nvmlReturn_t(nvmlDevice_t, Enumeration*)>
 // The maker's boards answer 0 for a board value that they do not know.
 Number unlessZero(Number value) { return value == 0U ? std::nullopt : value; }
 
-Number readShare(
-    const Operation<nvmlReturn_t(nvmlDevice_t, unsigned int*, unsigned int*)>& operation) {
-  unsigned int percent = 0;
-  unsigned int samplingPeriodUs = 0;
-  if (callOnCurrentDevice(operation, &percent, &samplingPeriodUs) != NVML_SUCCESS) {
-    return std::nullopt;
-  }
-  return percent;
+using PairOperation = Operation<nvmlReturn_t(nvmlDevice_t, unsigned int*, unsigned int*)>;
+
+// The two numbers that an operation writes, in their order.
+template <typename Pair>
+std::optional<Pair> readPair(const PairOperation& operation) {
+  unsigned int first = 0;
+  unsigned int second = 0;
+  if (callOnCurrentDevice(operation, &first, &second) != NVML_SUCCESS) return std::nullopt;
+  return Pair{first, second};
+}
+
+// The library also tells how long it sampled.
+struct Share {
+  std::uint32_t percent;
+  std::uint32_t samplingPeriodUs;
+};
+
+Number readShare(const PairOperation& operation) {
+  const auto share = readPair<Share>(operation);
+  return share ? Number(share->percent) : std::nullopt;
+}
+
+template <typename Engines>
+std::optional<Engines> readEngines(
+    const Operation<nvmlReturn_t(nvmlDevice_t, Engines*)>& operation) {
+  auto engines = readValue<Engines>(operation);
+  if (engines) engines->count = std::min(engines->count, kZanmlMaxEngines);
+  return engines;
 }
 
 }  // namespace
@@ -142,13 +164,46 @@ std::optional<std::uint64_t> throttleReasons() {
   return readValue<unsigned long long>(library().nvmlDeviceGetCurrentClocksThrottleReasons);
 }
 
-std::optional<CeMask> ceMask() {
-  CeMask mask{};
-  if (callOnCurrentDevice(library().zanmlDeviceGetCeMask, &mask.mask, &mask.supported) !=
-      NVML_SUCCESS) {
-    return std::nullopt;
-  }
-  return mask;
+std::optional<std::string> firmwareVersion() {
+  return readText<128>(library().zanmlDeviceGetFirmwareVersion);
+}
+
+std::optional<std::string> hardwareVersion() {
+  return readText<128>(library().zanmlDeviceGetHardwareVersion);
+}
+
+std::optional<std::string> boardPn() { return readText<128>(library().zanmlDeviceGetBoardPn); }
+
+std::optional<std::string> manufactureDate() {
+  return readText<128>(library().zanmlDeviceGetManufactureDate);
+}
+
+Number gpuSn() { return readNumber(library().zanmlDeviceGetGpuSn); }
+
+std::optional<std::uint64_t> boardSn() {
+  return readValue<unsigned long long>(library().zanmlDeviceGetBoardSn);
+}
+
+Number boardTemperature() { return readNumber(library().zanmlDeviceGetBoardTemperature); }
+
+std::optional<Voltage> gpuVoltage() {
+  return readPair<Voltage>(library().zanmlDeviceGetGPUVoltage);
+}
+std::optional<Voltage> vddVoltage() {
+  return readPair<Voltage>(library().zanmlDeviceGetVddVoltage);
+}
+std::optional<Voltage> memVoltage() {
+  return readPair<Voltage>(library().zanmlDeviceGetMemVoltage);
+}
+
+std::optional<CeMask> ceMask() { return readPair<CeMask>(library().zanmlDeviceGetCeMask); }
+
+std::optional<zanmlJpuUtilization_t> jpuUtilization() {
+  return readEngines(library().zanmlDeviceGetJpuUtilization);
+}
+
+std::optional<zanmlVpuUtilization_t> vpuUtilization() {
+  return readEngines(library().zanmlDeviceGetVpuUtilization);
 }
 
 std::optional<EccMode> eccMode() {

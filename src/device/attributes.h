@@ -1,5 +1,5 @@
 // Single attributes of the current GPU, each one library call. Empty when the library did not
-// supply the value; the readers put their records' marks in its place.
+// supply the value: whoever prints it puts the mark of its output in its place.
 #pragma once
 
 #include "zanml/zanml.h"
@@ -57,6 +57,28 @@ std::optional<std::uint32_t> decoderUtilization();                              
 std::optional<std::uint64_t> retiredPageCount(nvmlPageRetirementCause_t);
 std::optional<std::uint64_t> violationTime(nvmlPerfPolicyType_t);  // ns
 std::optional<std::uint64_t> throttleReasons();                    // a set of bits, 0 for none
+
+// Texts and numbers of the maker's boards.
+std::optional<std::string> firmwareVersion();
+std::optional<std::string> hardwareVersion();
+std::optional<std::string> boardPn();
+std::optional<std::string> manufactureDate();
+std::optional<std::uint32_t> gpuSn();
+std::optional<std::uint64_t> boardSn();
+std::optional<std::uint32_t> boardTemperature();  // C; 255 means unknown
+
+// Volts, as two numbers with a point between them.
+struct Voltage {
+  std::uint32_t integerPart;
+  std::uint32_t fractionPart;
+};
+std::optional<Voltage> gpuVoltage();
+std::optional<Voltage> vddVoltage();
+std::optional<Voltage> memVoltage();
+
+// Engines of the two further kinds; `count` is at most kZanmlMaxEngines.
+std::optional<zanmlJpuUtilization_t> jpuUtilization();
+std::optional<zanmlVpuUtilization_t> vpuUtilization();
 
 struct EccMode {
   std::uint32_t current;  // nvmlEnableState_t

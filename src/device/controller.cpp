@@ -5,25 +5,28 @@
 namespace zanctl {
 namespace {
 
-std::optional<std::int32_t> readMarker(std::uint32_t& deviceCount) {
+StartupReading readMarker() {
+  StartupReading reading;
   nvmlDevice_t first = nullptr;
   int status = 0;
-  if (library().nvmlDeviceGetCount_v2(&deviceCount) != NVML_SUCCESS) deviceCount = 0;
-  if (deviceCount == 0 || library().nvmlDeviceGetHandleByIndex_v2(0, &first) != NVML_SUCCESS ||
-      library().zanmlDeviceGetResetStatus(first, &status) != NVML_SUCCESS) {
-    return std::nullopt;
+  if (library().nvmlDeviceGetCount_v2(&reading.deviceCount) != NVML_SUCCESS) {
+    reading.deviceCount = 0;
   }
-  return status;
+  if (reading.deviceCount != 0 &&
+      library().nvmlDeviceGetHandleByIndex_v2(0, &first) == NVML_SUCCESS &&
+      library().zanmlDeviceGetResetStatus(first, &status) == NVML_SUCCESS) {
+    reading.resetStatus = status;
+  }
+  return reading;
 }
 
 }  // namespace
 
-std::optional<std::int32_t> DeviceController::readResetStatus() {
-  startupDeviceCount_ = 0;
-  if (library().nvmlInit() != NVML_SUCCESS) return std::nullopt;
-  const auto status = readMarker(startupDeviceCount_);
-  if (library().nvmlShutdown() != NVML_SUCCESS) return std::nullopt;
-  return status;
+StartupReading DeviceController::readResetStatus() {
+  if (library().nvmlInit() != NVML_SUCCESS) return {};
+  StartupReading reading = readMarker();
+  if (library().nvmlShutdown() != NVML_SUCCESS) reading.resetStatus = 0;
+  return reading;
 }
 
 std::optional<std::int32_t> DeviceController::getResetStatus() {

@@ -9,14 +9,16 @@
 
 namespace zanctl {
 
+// The marker and the machine as they are before anything else is done.
+struct StartupReading {
+  std::int32_t resetStatus = 0;   // 1 while a reset is in progress; 0 also when it cannot be read
+  std::uint32_t deviceCount = 0;  // 0 when it cannot be read
+};
+
 class DeviceController {
  public:
-  // The marker (1 while a reset runs), read in a library session of its own; also keeps the
-  // start-up device count. Empty when any step fails.
-  std::optional<std::int32_t> readResetStatus();
-
-  // The GPU count that readResetStatus() found; 0 when it found none.
-  [[nodiscard]] std::uint32_t startupDeviceCount() const { return startupDeviceCount_; }
+  // Reads in a library session of its own.
+  StartupReading readResetStatus();
 
   // The marker, through the open session; makes GPU 0 the current one. Empty, or false, on failure.
   std::optional<std::int32_t> getResetStatus();
@@ -29,9 +31,6 @@ class DeviceController {
   // On the current GPU; the library's answer.
   nvmlReturn_t resetDevice();
   nvmlReturn_t setCeMask(std::uint32_t mask);
-
- private:
-  std::uint32_t startupDeviceCount_ = 0;
 };
 
 DeviceController& controller();

@@ -5,6 +5,7 @@
 #include "zanml/zanml.h"
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -20,6 +21,12 @@ std::string fmtMemory(std::int32_t usedMiB, std::int32_t totalMiB, std::size_t w
 std::string fmtPercent(std::int32_t value, std::size_t width);
 // The short name of an nvmlComputeMode_t; "N/A" for any other value.
 std::string fmtComputeMode(std::uint32_t mode, std::size_t width);
+
+// The number, or "-" without one.
+template <typename Number>
+std::string orDash(std::optional<Number> value) {
+  return value ? std::to_string(*value) : "-";
+}
 
 // "DDDDDDDD:BB:DD.0": domain, bus and device in upper-case hexadecimal; the function is always 0.
 std::string busIdText(const nvmlPciInfo_t& pci);

@@ -1,5 +1,7 @@
 #include "device/host.h"
 
+#include "device/descriptor.h"
+
 #include <fmt/format.h>
 
 #include <array>
@@ -19,11 +21,10 @@ constexpr std::size_t kBitsPerWord = 64;
 std::int32_t onlineCpuCount() { return static_cast<std::int32_t>(sysconf(_SC_NPROCESSORS_ONLN)); }
 
 std::optional<std::uint32_t> numaNodeCount() {
-  const int descriptor = open(kNumaNodesFile, O_RDONLY | O_CLOEXEC);
-  if (descriptor < 0) return std::nullopt;
+  const Descriptor file(open(kNumaNodesFile, O_RDONLY | O_CLOEXEC));
+  if (!file.isOpen()) return std::nullopt;
   std::array<char, 257> text{};
-  const ssize_t got = read(descriptor, text.data(), text.size() - 1);
-  close(descriptor);
+  const ssize_t got = read(file.number(), text.data(), text.size() - 1);
   if (got < 0) return std::nullopt;
   // The highest node is the last number of "0", "0-3" or "0,2-3".
   const std::string nodes(text.data());

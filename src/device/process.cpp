@@ -1,5 +1,7 @@
 #include "device/process.h"
 
+#include "device/descriptor.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -21,17 +23,16 @@ constexpr std::string_view kProcessFiles = "/proc";
 constexpr std::size_t kMaxCommandLine = 128 * 1024 - 1;
 
 std::optional<std::string> readFile(const std::string& path, std::size_t limit) {
-  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (descriptor < 0) return std::nullopt;
+  const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (!file.isOpen()) return std::nullopt;
   std::string content;
   while (content.size() < limit) {
     const std::size_t filled = content.size();
     content.resize(std::min(limit, filled + 4096));
-    const ssize_t got = read(descriptor, content.data() + filled, content.size() - filled);
+    const ssize_t got = read(file.number(), content.data() + filled, content.size() - filled);
     content.resize(filled + static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
     if (got <= 0) break;
   }
-  close(descriptor);
   return content;
 }
 
@@ -113,6 +114,8 @@ std::array<std::uint32_t, kZanmlMaxVgpuPids>& vgpuProcessTable() {
   static std::array<std::uint32_t, kZanmlMaxVgpuPids> table{};
   return table;
 }
+
+std::uint32_t ownProcessId() { return static_cast<std::uint32_t>(getpid()); }
 
 bool processExists(std::int32_t pid) {
   const std::unique_ptr<DIR, int (*)(DIR*)> directory(

@@ -12,6 +12,8 @@ namespace zanctl {
 // Ids of the processes that serve virtual GPUs; 0 where unused. Filled by the process readers.
 std::array<std::uint32_t, kZanmlMaxVgpuPids>& vgpuProcessTable();
 
+std::uint32_t ownProcessId();
+
 bool processExists(std::int32_t pid);
 
 // The command line with its arguments joined by blanks, or the bracketed command name of a process

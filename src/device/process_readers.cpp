@@ -1,5 +1,4 @@
 // The process lists of DeviceReader.
-#include "device/attributes.h"
 #include "device/device_call.h"
 #include "device/list_call.h"
 #include "device/process.h"
@@ -23,14 +22,6 @@ auto listCall(const ListOperation& operation) {
   };
 }
 
-// Nothing but a size that is too small announces processes.
-ProcessList readComputeList() {
-  const auto call = listCall(library().nvmlDeviceGetComputeRunningProcesses);
-  unsigned int size = 0;
-  if (call(&size, nullptr) != NVML_ERROR_INSUFFICIENT_SIZE) return {};
-  return readListOfSize<nvmlProcessInfo_t>(call, size).entries;
-}
-
 void refreshVgpuProcessTable() {
   auto& table = vgpuProcessTable();
   std::fill_n(table.begin(), kClearedVgpuPids, 0U);
@@ -38,42 +29,41 @@ void refreshVgpuProcessTable() {
   callOnCurrentDevice(library().getDeviceVgpuPids, table.data());
 }
 
-std::vector<ProcessEntry> named(const ProcessList& processes) {
-  std::vector<ProcessEntry> entries;
-  entries.reserve(processes.size());
-  for (const nvmlProcessInfo_t& process : processes) {
-    const bool gone = !processExists(static_cast<std::int32_t>(process.pid));
-    entries.push_back({process.pid, gone ? std::string() : processName(process.pid),
-                       process.usedGpuMemory >> 20, gone});
-  }
-  return entries;
-}
+bool isOwn(const nvmlProcessInfo_t& process) { return process.pid == ownProcessId(); }
 
 }  // namespace
 
 std::vector<nvmlProcessInfo_t> DeviceReader::readComputeProcesses() const {
-  ProcessList processes = readComputeList();
-  refreshVgpuProcessTable();
+  const auto call = listCall(library().nvmlDeviceGetComputeRunningProcesses);
+  unsigned int size = 0;
+  // Nothing but a size that is too small announces processes.
+  if (call(&size, nullptr) != NVML_ERROR_INSUFFICIENT_SIZE) return {};
+  ProcessList processes = readListOfSize<nvmlProcessInfo_t>(call, size).entries;
+  if (!processes.empty()) refreshVgpuProcessTable();
   return processes;
 }
 
-ProcessUsage DeviceReader::readProcessUsage() const {
-  ProcessUsage usage{};
-  usage.processes = readComputeProcesses();
-  usage.memoryTotal = readMemory().total;
-  usage.utilization = readUtilization();
-  return usage;
+std::vector<nvmlProcessInfo_t> DeviceReader::readRunningProcesses() const {
+  ProcessList processes = readComputeProcesses();
+  std::erase_if(processes, isOwn);
+  return processes;
 }
 
-std::vector<ProcessEntry> DeviceReader::readRunningProcesses() const {
-  return named(readComputeProcesses());
-}
-
-std::vector<ProcessEntry> DeviceReader::readAllProcesses() const {
+std::vector<std::uint32_t> DeviceReader::readAllProcesses() const {
   const auto list = readListOfSize<nvmlProcessInfo_t>(
       listCall(library().zanmlDeviceGetComputeAllProcesses), kFirstRoom);
-  refreshVgpuProcessTable();
-  return list.outgrown ? std::vector<ProcessEntry>(1) : named(list.entries);
+  if (list.outgrown) return {0};
+  std::vector<std::uint32_t> ids;
+  for (const nvmlProcessInfo_t& process : list.entries) {
+    if (!isOwn(process)) ids.push_back(process.pid);
+  }
+  return ids;
+}
+
+ProcessEntry describeProcess(const nvmlProcessInfo_t& process) {
+  const bool gone = !processExists(static_cast<std::int32_t>(process.pid));
+  return {process.pid, gone ? std::string() : processName(process.pid), process.usedGpuMemory,
+          gone};
 }
 
 }  // namespace zanctl

@@ -66,35 +66,41 @@ struct InstanceType {
 
 using InstanceTypes = std::map<nvmlVgpuTypeId_t, InstanceType>;
 
-InstanceType typeOfInstance(nvmlVgpuInstance_t id, InstanceTypes& known) {
+InstanceType typeOfInstance(nvmlVgpuInstance_t id, VgpuDetail detail, InstanceTypes& known) {
   nvmlVgpuTypeId_t typeId = 0;
   if (library().nvmlVgpuInstanceGetType(id, &typeId) != NVML_SUCCESS) return {};
   const auto [type, isNew] = known.try_emplace(typeId);
   if (isNew) {
-    type->second = {typeText(library().nvmlVgpuTypeGetName, typeId),
-                    numberOf(library().nvmlVgpuTypeGetFramebufferSize, typeId)};
+    type->second.name = typeText(library().nvmlVgpuTypeGetName, typeId);
+    if (detail == VgpuDetail::all) {
+      type->second.memoryBytes = numberOf(library().nvmlVgpuTypeGetFramebufferSize, typeId);
+    }
   }
   return type->second;
 }
 
-VgpuInstance readInstance(nvmlVgpuInstance_t id, InstanceTypes& knownTypes) {
+void readDetails(VgpuInstance& instance, std::uint64_t totalBytes) {
   const Library& lib = library();
-  const InstanceType type = typeOfInstance(id, knownTypes);
+  const nvmlVgpuInstance_t id = instance.id;
   const std::uint64_t usedBytes = numberOf(lib.nvmlVgpuInstanceGetFbUsage, id);
-  const std::uint64_t freeBytes = type.memoryBytes < usedBytes ? 0 : type.memoryBytes - usedBytes;
-  VgpuInstance instance{};
-  instance.id = id;
-  instance.vmUuid = vmUuid(id);
-  instance.vmName = instanceText(lib.zanmlVgpuInstanceGetVmName, id);
-  instance.typeName = type.name;
   instance.uuid = instanceText(lib.nvmlVgpuInstanceGetUUID, id);
   instance.mdevUuid = instanceText(lib.nvmlVgpuInstanceGetMdevUUID, id);
   instance.guestDriverVersion = instanceText(lib.nvmlVgpuInstanceGetVmDriverVersion, id);
   instance.eccMode = static_cast<std::uint32_t>(numberOf(lib.nvmlVgpuInstanceGetEccMode, id));
   instance.busId = instanceBusId(id);
-  instance.memoryTotal = type.memoryBytes >> kMiBShift;
+  instance.memoryTotal = totalBytes >> kMiBShift;
   instance.memoryUsed = usedBytes >> kMiBShift;
-  instance.memoryFree = freeBytes >> kMiBShift;
+  instance.memoryFree = totalBytes < usedBytes ? 0 : (totalBytes - usedBytes) >> kMiBShift;
+}
+
+VgpuInstance readInstance(nvmlVgpuInstance_t id, VgpuDetail detail, InstanceTypes& knownTypes) {
+  const InstanceType type = typeOfInstance(id, detail, knownTypes);
+  VgpuInstance instance{};
+  instance.id = id;
+  instance.vmUuid = vmUuid(id);
+  instance.vmName = instanceText(library().zanmlVgpuInstanceGetVmName, id);
+  instance.typeName = type.name;
+  if (detail == VgpuDetail::all) readDetails(instance, type.memoryBytes);
   return instance;
 }
 
@@ -115,10 +121,11 @@ std::uint32_t percentOf(const nvmlValue_t& value, nvmlValueType_t type) {
   }
 }
 
-VgpuType readType(nvmlVgpuTypeId_t id) {
+VgpuType readType(nvmlVgpuTypeId_t id, VgpuDetail detail) {
   VgpuType type{};
   type.id = id;
   type.name = typeText(library().nvmlVgpuTypeGetName, id);
+  if (detail == VgpuDetail::names) return type;
   type.typeClass = typeText(library().nvmlVgpuTypeGetClass, id);
   type.maxInstances =
       readValue<unsigned int>(library().nvmlVgpuTypeGetMaxInstances, id).value_or(0);
@@ -145,11 +152,12 @@ std::vector<std::uint32_t> readVgpuIds() {
   });
 }
 
-std::vector<VgpuInstance> readVgpuInstances() {
+std::vector<VgpuInstance> readVgpuInstances(VgpuDetail detail) {
   InstanceTypes knownTypes;
   std::vector<VgpuInstance> instances;
-  for (const nvmlVgpuInstance_t id : readVgpuIds())
-    instances.push_back(readInstance(id, knownTypes));
+  for (const nvmlVgpuInstance_t id : readVgpuIds()) {
+    instances.push_back(readInstance(id, detail, knownTypes));
+  }
   return instances;
 }
 
@@ -188,7 +196,7 @@ std::vector<VgpuProcessSample> readVgpuProcessSamples() {
   return records;
 }
 
-std::vector<VgpuType> readVgpuTypes(VgpuTypes which) {
+std::vector<VgpuType> readVgpuTypes(VgpuTypes which, VgpuDetail detail) {
   const auto& operation = which == VgpuTypes::supported ? library().nvmlDeviceGetSupportedVgpus
                                                         : library().nvmlDeviceGetCreatableVgpus;
   const auto ids =
@@ -197,7 +205,7 @@ std::vector<VgpuType> readVgpuTypes(VgpuTypes which) {
       });
   std::vector<VgpuType> types;
   types.reserve(ids.size());
-  for (const nvmlVgpuTypeId_t id : ids) types.push_back(readType(id));
+  for (const nvmlVgpuTypeId_t id : ids) types.push_back(readType(id, detail));
   return types;
 }
 

@@ -13,14 +13,21 @@ namespace zanctl {
 bool isInVgpuMode();
 
 std::vector<std::uint32_t> readVgpuIds();
+
+// How much of an instance or a type is read; the rest of its record is left as it is.
+enum class VgpuDetail {
+  names,  // of an instance its type's name, its VM's UUID and its VM's name; of a type its name
+  all,
+};
+
 // Each type that the instances are of is read once.
-std::vector<VgpuInstance> readVgpuInstances();
+std::vector<VgpuInstance> readVgpuInstances(VgpuDetail detail);
 
 // Every sample that the library holds.
 std::vector<VgpuSample> readVgpuSamples();
 std::vector<VgpuProcessSample> readVgpuProcessSamples();
 
 enum class VgpuTypes { supported, creatable };
-std::vector<VgpuType> readVgpuTypes(VgpuTypes which);
+std::vector<VgpuType> readVgpuTypes(VgpuTypes which, VgpuDetail detail);
 
 }  // namespace zanctl

@@ -1,21 +1,22 @@
 #include "monitors/device_monitor.h"
 
-#include "cli/selection.h"
+#include "device/attributes.h"
+#include "device/board_power.h"
+#include "device/format.h"
 #include "device/readers.h"
-#include "device/session.h"
+#include "device/selection.h"
 #include "output/pass_loop.h"
-
-#include <fmt/ostream.h>
+#include "output/text.h"
+#include "request/option_values.h"
 
 #include <algorithm>
-#include <iostream>
 #include <map>
-#include <string>
 
 namespace zanctl {
 namespace {
 
-constexpr int kLongestDelay = 600;
+constexpr std::uint64_t kDefaultDelay = 1;
+constexpr std::uint64_t kLongestDelay = 600;
 constexpr std::uint64_t kNanosecondsPerSecond = 1'000'000'000;
 
 // By GPU index, the engine counters of the pass before.
@@ -25,70 +26,73 @@ using JpuHistory = std::map<std::uint32_t, zanmlJpuUtilization_t>;
 int widthOf(std::uint32_t engine) { return engine < 10 ? 6 : 7; }
 constexpr int kWidthWithoutEngines = 5;
 
-void writeEngineHeads(std::ostream& out, const EngineColumns& columns, std::string_view kind) {
+// Writes a right-aligned cell for each engine, or one where no GPU has any.
+template <typename CellOf>
+void writeEngineCells(std::string& text, const EngineColumns& columns, const CellOf& cellOf) {
   if (!columns.shown) return;
-  if (columns.engines == 0) fmt::print(out, "{:>{}}", kind, kWidthWithoutEngines);
+  if (columns.engines == 0)
+    append(text, FMT_COMPILE("{:>{}}"), cellOf(std::nullopt), kWidthWithoutEngines);
   for (std::uint32_t engine = 0; engine < columns.engines; ++engine) {
-    fmt::print(out, "{:>{}}", fmt::format("{}{}", kind, engine), widthOf(engine));
+    append(text, FMT_COMPILE("{:>{}}"), cellOf(engine), widthOf(engine));
   }
 }
 
-void writeEngineUnits(std::ostream& out, const EngineColumns& columns) {
-  if (!columns.shown) return;
-  if (columns.engines == 0) fmt::print(out, "{:>{}}", "%", kWidthWithoutEngines);
-  for (std::uint32_t engine = 0; engine < columns.engines; ++engine) {
-    fmt::print(out, "{:>{}}", "%", widthOf(engine));
-  }
+void writeEngineHeads(std::string& text, const EngineColumns& columns, std::string_view kind) {
+  writeEngineCells(text, columns, [kind](std::optional<std::uint32_t> engine) {
+    return std::string(kind) + (engine ? fmt::to_string(*engine) : "");
+  });
 }
 
-void writeEngineCells(std::ostream& out, const EngineColumns& columns, const EngineShares& shares) {
-  if (!columns.shown) return;
-  if (columns.engines == 0) fmt::print(out, "{:>{}}", "-", kWidthWithoutEngines);
-  for (std::uint32_t engine = 0; engine < columns.engines; ++engine) {
-    const auto share = engine < shares.size() ? shares[engine] : std::nullopt;
-    fmt::print(out, "{:>{}}", share ? fmt::to_string(*share) : "-", widthOf(engine));
-  }
+void writeEngineUnits(std::string& text, const EngineColumns& columns) {
+  writeEngineCells(text, columns, [](std::optional<std::uint32_t>) { return "%"; });
 }
 
-std::string orDash(std::uint32_t value) {
-  return value == kUnavailable ? "-" : fmt::to_string(value);
+void writeEngineShares(std::string& text, const EngineColumns& columns,
+                       const EngineShares& shares) {
+  writeEngineCells(text, columns, [&shares](std::optional<std::uint32_t> engine) {
+    return orDash(engine && *engine < shares.size() ? shares[*engine] : std::nullopt);
+  });
 }
 
 EngineColumns findColumns(const DeviceSet& selection, bool shown, std::uint32_t (*engineCount)()) {
   EngineColumns columns{.shown = shown};
-  for (std::uint32_t index = 0; shown && index < session().deviceCount; ++index) {
-    if (!isSelected(selection, index)) continue;
-    session().currentDevice = index;
-    columns.engines = std::max(columns.engines, engineCount());
-  }
+  if (!shown) return columns;
+  forEachDevice(selection,
+                [&](std::uint32_t) { columns.engines = std::max(columns.engines, engineCount()); });
   return columns;
+}
+
+zanmlJpuUtilization_t readJpu() {
+  return attributes::jpuUtilization().value_or(zanmlJpuUtilization_t{});
+}
+zanmlVpuUtilization_t readVpu() {
+  return attributes::vpuUtilization().value_or(zanmlVpuUtilization_t{});
 }
 
 MonitorLine readLine(std::uint32_t index, const MonitorColumns& columns, JpuHistory& history,
                      std::uint64_t periodSeconds) {
-  session().currentDevice = index;
-  MonitorLine line{index, reader().readMonitorSample(), {}, {}};
+  MonitorLine line{index, reader().readMonitorSample(kMonitorLineParts), {}, {}};
   if (columns.jpu.shown) {
-    const zanmlJpuUtilization_t now = reader().readJpuUtilization();
+    const zanmlJpuUtilization_t now = readJpu();
     line.jpu = jpuShares(history[index], now, periodSeconds);
     history[index] = now;
   }
-  if (columns.vpu.shown) line.vpu = vpuShares(reader().readVpuUtilization());
+  if (columns.vpu.shown) line.vpu = vpuShares(readVpu());
   return line;
 }
 
-int monitorPasses(Output& output, const LoopPlan& plan, const DeviceSet& selection,
-                  const MonitorColumns& columns) {
+LoopEnd monitorPasses(Output& output, const LoopPlan& plan, const DeviceSet& selection,
+                      const MonitorColumns& columns) {
   JpuHistory history;
-  const auto runPass = [&](const Pass& pass) {
-    if (pass.number % kHeaderInterval == 0) writeMonitorHeader(pass.out, columns);
-    for (std::uint32_t index = 0; index < session().deviceCount; ++index) {
-      if (!isSelected(selection, index)) continue;
+  return runPasses(output, plan, [&](const Pass& pass) {
+    boardPowerTable().clear();
+    if (pass.number % kHeaderInterval == 0) writeMonitorHeader(pass.text(), columns);
+    forEachDevice(selection, [&](std::uint32_t index) {
       const MonitorLine line = readLine(index, columns, history, plan.periodSeconds);
-      writeMonitorLine(pass.out, columns, line, pass.start.tv_sec);
-    }
-  };
-  return runPasses(output, plan, runPass) == LoopEnd::finished ? 0 : -1;
+      writeMonitorLine(pass.text(), columns, line, pass.start.tv_sec);
+      pass.output.flush();
+    });
+  });
 }
 
 }  // namespace
@@ -116,52 +120,50 @@ EngineShares vpuShares(const zanmlVpuUtilization_t& now) {
   return shares;
 }
 
-void writeMonitorHeader(std::ostream& out, const MonitorColumns& columns) {
-  out << stampHeader(columns.stamps, HeaderLine::names)
-      << "gpu   pwr gtemp mtemp    sm   mem   enc   dec  mclk  pclk";
-  writeEngineHeads(out, columns.jpu, "jpu");
-  writeEngineHeads(out, columns.vpu, "vpu");
-  out << "\n"
-      << stampHeader(columns.stamps, HeaderLine::units)
-      << "Idx     W     C     C     %     %     %     %   MHz   MHz";
-  writeEngineUnits(out, columns.jpu);
-  writeEngineUnits(out, columns.vpu);
-  out << "\n";
+void writeMonitorHeader(std::string& text, const MonitorColumns& columns) {
+  join(text, stampHeader(columns.stamps, HeaderLine::names),
+       "gpu   pwr gtemp mtemp    sm   mem   enc   dec  mclk  pclk");
+  writeEngineHeads(text, columns.jpu, "jpu");
+  writeEngineHeads(text, columns.vpu, "vpu");
+  join(text, "\n", stampHeader(columns.stamps, HeaderLine::units),
+       "Idx     W     C     C     %     %     %     %   MHz   MHz");
+  writeEngineUnits(text, columns.jpu);
+  writeEngineUnits(text, columns.vpu);
+  join(text, "\n");
 }
 
-void writeMonitorLine(std::ostream& out, const MonitorColumns& columns, const MonitorLine& line,
+void writeMonitorLine(std::string& text, const MonitorColumns& columns, const MonitorLine& line,
                       std::time_t time) {
   const MonitorReading& reading = line.reading;
-  fmt::print(out, "{}{:>3}{:>6}{:>6}{:>6}{:>6}{:>6}{:>6}{:>6}{:>6}{:>6}",
-             stampCells(columns.stamps, time), line.gpuIndex, orDash(reading.power),
-             orDash(reading.temperature), "-", reading.gpuUtil, reading.memUtil, reading.encUtil,
-             reading.decUtil, reading.memClock, reading.smClock);
-  writeEngineCells(out, columns.jpu, line.jpu);
-  writeEngineCells(out, columns.vpu, line.vpu);
-  out << "\n" << std::flush;
+  append(text, FMT_COMPILE("{}{:>3}{:>6}{:>6}     -{:>6}{:>6}{:>6}{:>6}{:>6}{:>6}"),
+         stampCells(columns.stamps, time), line.gpuIndex, orDash(known(reading.power)),
+         orDash(known(reading.temperature)), reading.gpuUtil.value_or(0),
+         reading.memUtil.value_or(0), reading.encUtil.value_or(0), reading.decUtil.value_or(0),
+         reading.memClock.value_or(0), reading.smClock.value_or(0));
+  writeEngineShares(text, columns.jpu, line.jpu);
+  writeEngineShares(text, columns.vpu, line.vpu);
+  join(text, "\n");
 }
 
-int runDeviceMonitor(const DmonOptions& options) {
+int runDeviceMonitor(const DmonOptions& options, std::ostream& out) {
   DeviceSet selection;
-  if (resolveDevices(options.id, selection, std::cout) != 0) return -1;
-  const auto delay = readDelayOption(options.delay, kLongestDelay, std::cout);
+  if (resolveDevices(options.id, selection, out) != 0) return -1;
+  const auto delay = readDelay(options.delay, kDefaultDelay, kLongestDelay, out);
   if (!delay) return -1;
-  const auto count = readCountOption(options.count, std::cout);
+  const auto count = readCount(options.count, out);
   if (!count) return -1;
-  const auto letters = readLettersOption(options.options, kDeviceMonitorLetters, std::cout);
+  const auto letters = readLetters(options.options, kDeviceMonitorLetters, out);
   if (!letters) return -1;
-  Output output(given(options.filename) ? options.filename : "");
-  if (!output.usable()) {
-    fmt::print(std::cout, "Failed to create the log file {}\n", output.fileName());
-    return 0;
-  }
+  auto output = openOutput(options.filename, out);
+  if (!output) return 0;
   const auto isOn = [&letters](char letter) { return letters->find(letter) != std::string::npos; };
   const MonitorColumns columns{
-      .stamps = {.date = isOn('D'), .time = isOn('T')},
-      .jpu = findColumns(selection, isOn('J'), [] { return reader().readJpuUtilization().count; }),
-      .vpu = findColumns(selection, isOn('V'), [] { return reader().readVpuUtilization().count; }),
+      .stamps = stampColumns(*letters),
+      .jpu = findColumns(selection, isOn('J'), [] { return readJpu().count; }),
+      .vpu = findColumns(selection, isOn('V'), [] { return readVpu().count; }),
   };
-  return monitorPasses(output, {.periodSeconds = *delay, .passCount = *count}, selection, columns);
+  return statusOf(
+      monitorPasses(*output, {.periodSeconds = *delay, .passCount = *count}, selection, columns));
 }
 
 }  // namespace zanctl

@@ -1,13 +1,14 @@
 // dmon: a line per GPU and pass, with power, temperature, utilisations and clocks.
 #pragma once
 
-#include "cli/options.h"
 #include "device/records.h"
-#include "monitors/monitor_options.h"
+#include "monitors/stamps.h"
+#include "request/options.h"
 
 #include <ctime>
 #include <iosfwd>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -17,7 +18,7 @@ namespace zanctl {
 inline constexpr std::string_view kDeviceMonitorLetters = "DJTV";
 
 // 0, or -1 after saying what was refused or lost.
-int runDeviceMonitor(const DmonOptions& options);
+int runDeviceMonitor(const DmonOptions& options, std::ostream& out);
 
 // The columns of one kind of engine. Without the columns `shown` is false.
 struct EngineColumns {
@@ -41,8 +42,8 @@ struct MonitorLine {
   EngineShares vpu;
 };
 
-void writeMonitorHeader(std::ostream& out, const MonitorColumns& columns);
-void writeMonitorLine(std::ostream& out, const MonitorColumns& columns, const MonitorLine& line,
+void writeMonitorHeader(std::string& text, const MonitorColumns& columns);
+void writeMonitorLine(std::string& text, const MonitorColumns& columns, const MonitorLine& line,
                       std::time_t time);
 
 // The share of the period that each engine was busy between two readings of one GPU, in percent.

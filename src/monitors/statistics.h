@@ -1,18 +1,19 @@
 // stats: a time-stamped CSV line per GPU, metric and second.
 #pragma once
 
-#include "cli/options.h"
 #include "device/records.h"
+#include "request/options.h"
 
 #include <iosfwd>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <vector>
 
 namespace zanctl {
 
 // 0, or -1 after saying what was refused or lost.
-int runStatistics(const StatsOptions& options);
+int runStatistics(const StatsOptions& options, std::ostream& out);
 
 // What the help of the subcommand adds to its options.
 void printStatisticsHelp(std::ostream& out);
@@ -26,10 +27,7 @@ using MetricMask = unsigned;
 // The metrics that a comma-separated list names; empty when a piece names none.
 std::optional<MetricMask> parseMetrics(std::string_view display);
 
-// One sample of the current GPU.
-StatsReading collectStatsSample();
-
 // The value of the metric at this position of the output.
-std::string metricText(std::size_t metric, const StatsReading& reading);
+std::string metricText(std::size_t metric, const MonitorReading& reading);
 
 }  // namespace zanctl

@@ -1,6 +1,6 @@
 #include "output/labelled_lines.h"
 
-#include "output/joined.h"
+#include "output/text.h"
 
 #include <algorithm>
 
@@ -23,16 +23,17 @@ std::string_view padding(int level, std::string_view label) {
 
 }  // namespace
 
-void writeLine(std::ostream& out, int level, std::string_view label, std::string_view value) {
-  writeJoined(out, indentation(level), label, padding(level, label), ": ", value, "\n");
+void writeLine(std::string& text, int level, std::string_view label, std::string_view value,
+               std::string_view unit) {
+  join(text, indentation(level), label, padding(level, label), ": ", value, unit, "\n");
 }
 
-void writeHeading(std::ostream& out, int level, std::string_view text) {
-  writeJoined(out, indentation(level), text, "\n");
+void writeHeading(std::string& text, int level, std::string_view heading) {
+  join(text, indentation(level), heading, "\n");
 }
 
-void writePaddedHeading(std::ostream& out, int level, std::string_view text) {
-  writeJoined(out, indentation(level), text, padding(level, text), "\n");
+void writePaddedHeading(std::string& text, int level, std::string_view heading) {
+  join(text, indentation(level), heading, padding(level, heading), "\n");
 }
 
 }  // namespace zanctl

@@ -1,18 +1,19 @@
 // The layout of the text reports: four blanks of indentation a level, and every colon in column 49.
 #pragma once
 
-#include <ostream>
+#include <string>
 #include <string_view>
 
 namespace zanctl {
 
-// "<label>      : <value>\n". Levels 0 to 4.
-void writeLine(std::ostream& out, int level, std::string_view label, std::string_view value);
+// "<label>      : <value><unit>\n". Levels 0 to 4.
+void writeLine(std::string& text, int level, std::string_view label, std::string_view value,
+               std::string_view unit = "");
 
-// "<text>\n".
-void writeHeading(std::ostream& out, int level, std::string_view text);
+// "<heading>\n".
+void writeHeading(std::string& text, int level, std::string_view heading);
 
 // A heading padded up to where the colon would stand.
-void writePaddedHeading(std::ostream& out, int level, std::string_view text);
+void writePaddedHeading(std::string& text, int level, std::string_view heading);
 
 }  // namespace zanctl

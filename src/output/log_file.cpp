@@ -1,23 +1,33 @@
 #include "output/log_file.h"
 
-#include <iostream>
+#include <cerrno>
+#include <ostream>
+#include <string_view>
 #include <utility>
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace zanctl {
 namespace {
 
 constexpr mode_t kLogFileMode = 0644;
+constexpr std::size_t kLongText = 65'536;
 
-using FileBuffer = __gnu_cxx::stdio_filebuf<char>;
+Descriptor openFile(const std::string& name) {
+  if (name.empty()) return Descriptor();
+  return Descriptor(open(name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kLogFileMode));
+}
 
-std::unique_ptr<FileBuffer> openFile(const std::string& name) {
-  if (name.empty()) return nullptr;
-  const int descriptor = open(name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kLogFileMode);
-  return descriptor < 0 ? std::make_unique<FileBuffer>()
-                        : std::make_unique<FileBuffer>(descriptor, std::ios::out);
+bool writeWhole(const Descriptor& file, std::string_view text) {
+  while (!text.empty()) {
+    const ssize_t written = write(file.number(), text.data(), text.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) return false;
+    text.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return true;
 }
 
 }  // namespace
@@ -27,16 +37,21 @@ bool logFileStands(const std::string& fileName) {
   return stat(fileName.c_str(), &status) == 0 && !S_ISDIR(status.st_mode);
 }
 
-Output::Output(std::string fileName)
-    : fileName_(std::move(fileName)),
-      buffer_(openFile(fileName_)),
-      stream_(buffer_ == nullptr ? std::cout.rdbuf() : buffer_.get()) {}
+Output::Output(std::string fileName, std::ostream& stream)
+    : fileName_(std::move(fileName)), stream_(&stream), file_(openFile(fileName_)) {}
 
-bool Output::vanished() const { return buffer_ != nullptr && !logFileStands(fileName_); }
+void Output::flushIfLong() {
+  if (text_.size() >= kLongText) flush();
+}
 
-bool Output::flush() {
-  stream_.flush();
-  return stream_.good();
+void Output::flush() {
+  if (fileName_.empty()) {
+    *stream_ << text_ << std::flush;
+    good_ = good_ && stream_->good();
+  } else {
+    good_ = good_ && writeWhole(file_, text_);
+  }
+  text_.clear();
 }
 
 }  // namespace zanctl

@@ -1,11 +1,10 @@
-// Where a report goes: standard output, or the file that -f names.
+// Where the text of a command goes: the stream that it was given, or the file that -f names.
 #pragma once
 
-#include <memory>
-#include <ostream>
-#include <string>
+#include "device/descriptor.h"
 
-#include <ext/stdio_filebuf.h>
+#include <iosfwd>
+#include <string>
 
 namespace zanctl {
 
@@ -14,23 +13,33 @@ namespace zanctl {
 
 class Output {
  public:
-  // Opens the file, emptied, for the life of this object; an empty name stands for standard output.
-  explicit Output(std::string fileName);
+  // Opens the file, emptied, for the life of this object; an empty name stands for the stream.
+  Output(std::string fileName, std::ostream& stream);
 
   // False when the file could not be opened.
-  [[nodiscard]] bool usable() const { return buffer_ == nullptr || buffer_->is_open(); }
-  [[nodiscard]] std::ostream& stream() { return stream_; }
+  [[nodiscard]] bool usable() const { return fileName_.empty() || file_.isOpen(); }
   [[nodiscard]] const std::string& fileName() const { return fileName_; }
+  // Where messages go, whatever becomes of the file.
+  [[nodiscard]] std::ostream& messages() const { return *stream_; }
 
-  // Whether no file stands under its name any more; never true of standard output.
-  [[nodiscard]] bool vanished() const;
-  // Writes out what is buffered. False when this or anything before could not be written.
-  [[nodiscard]] bool flush();
+  // What is to be written next; printers append to it.
+  [[nodiscard]] std::string& text() { return text_; }
+  // Writes the text out and empties it.
+  void flush();
+  // The same once more has gathered than is worth holding.
+  void flushIfLong();
+
+  // False once something could not be written.
+  [[nodiscard]] bool good() const { return good_; }
+  // Whether no file stands under its name any more; never true of the stream.
+  [[nodiscard]] bool vanished() const { return !fileName_.empty() && !logFileStands(fileName_); }
 
  private:
   std::string fileName_;
-  std::unique_ptr<__gnu_cxx::stdio_filebuf<char>> buffer_;
-  std::ostream stream_;
+  std::ostream* stream_;
+  Descriptor file_;
+  std::string text_;
+  bool good_ = true;
 };
 
 }  // namespace zanctl

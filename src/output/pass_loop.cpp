@@ -1,13 +1,10 @@
 #include "output/pass_loop.h"
 
-#include "device/readers.h"
 #include "device/time.h"
 
-#include <fmt/ostream.h>
-
 #include <algorithm>
-#include <iostream>
 #include <limits>
+#include <ostream>
 
 namespace zanctl {
 namespace {
@@ -36,14 +33,13 @@ LoopEnd runPassesUntilStopped(Output& output, const LoopPlan& plan,
       std::min(plan.periodSeconds, kLongestPeriodSeconds) * kMicrosecondsPerSecond;
   for (std::uint64_t number = 0;; ++number) {
     const timeval start = currentTime();
-    boardPowerTable().clear();
-    const AfterPass after = runPass({output.stream(), start, number});
-    const bool written = output.flush();
+    const AfterPass after = runPass({output, start, number});
+    output.flush();
     const bool last = after == AfterPass::stop || number + 1 == plan.passCount;
     const bool checked = !last || plan.lastPass == LastPass::checked;
-    if (!written || (checked && output.vanished())) {
+    if (!output.good() || (checked && output.vanished())) {
       if (!output.fileName().empty()) {
-        fmt::print(std::cout, "Failed to write the log file {}\n", output.fileName());
+        output.messages() << "Failed to write the log file " << output.fileName() << "\n";
       }
       return LoopEnd::outputLost;
     }

@@ -4,9 +4,11 @@
 #include "device/process.h"
 #include "device/readers.h"
 #include "device/time.h"
+#include "reports/reading_text.h"
+
+#include <fmt/format.h>
 
 #include <array>
-#include <iostream>
 
 namespace zanctl {
 namespace {
@@ -31,14 +33,14 @@ constexpr std::array kProperties = std::to_array<CsvProperty<ComputeApp>>({
     {"process_name", "name", "", "Command line of the process, or vgpu for one of a virtual GPU.",
      [](ComputeApp& app) { return Text(processName(app.process.pid)); }},
     {"used_gpu_memory", "used_memory", "MiB", "Memory of the GPU that the process uses, in MiB.",
-     [](ComputeApp& app) { return Text(fmt::to_string(app.process.usedGpuMemory >> 20)); }},
+     [](ComputeApp& app) { return Text(mebibytes(app.process.usedGpuMemory)); }},
 });
 
 }  // namespace
 
 CsvTable<ComputeApp> computeAppProperties() { return kProperties; }
 
-int runComputeQuery(const CsvRequest& request, const DeviceSet& selection) {
+int runComputeQuery(const CsvOptions& options, std::ostream& out) {
   const auto rowsOfGpu = [](const auto& write) {
     GpuAttributes gpu(currentTime().tv_sec);
     for (const nvmlProcessInfo_t& process : reader().readComputeProcesses()) {
@@ -46,9 +48,11 @@ int runComputeQuery(const CsvRequest& request, const DeviceSet& selection) {
       write(app);
     }
   };
-  return runCsvQuery(request, selection, computeAppProperties(), rowsOfGpu, std::cout);
+  return runCsvQuery(options, computeAppProperties(), rowsOfGpu, out);
 }
 
-void printComputeQueryHelp(std::ostream& out) { printPropertyHelp(computeAppProperties(), out); }
+int printComputeQueryHelp(std::ostream& out) {
+  return printPropertyHelp(computeAppProperties(), out);
+}
 
 }  // namespace zanctl

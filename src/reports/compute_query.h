@@ -1,7 +1,6 @@
 // The CSV query of compute applications: one line a process.
 #pragma once
 
-#include "cli/selection.h"
 #include "reports/csv_query.h"
 #include "reports/gpu_attributes.h"
 
@@ -19,8 +18,9 @@ struct ComputeApp {
 CsvTable<ComputeApp> computeAppProperties();
 
 // 0, or -1 after saying what was refused or lost.
-int runComputeQuery(const CsvRequest& request, const DeviceSet& selection);
+int runComputeQuery(const CsvOptions& options, std::ostream& out);
 
-void printComputeQueryHelp(std::ostream& out);
+// 0.
+int printComputeQueryHelp(std::ostream& out);
 
 }  // namespace zanctl

@@ -1,7 +1,6 @@
 #include "reports/csv_query.h"
 
-#include "cli/options.h"
-#include "reports/loop_option.h"
+#include "request/options.h"
 
 #include <array>
 
@@ -37,14 +36,14 @@ std::optional<CsvFormat> checkFormat(const std::string& text, std::ostream& out)
 
 }  // namespace
 
-std::optional<CsvSettings> checkSettings(const CsvRequest& request, std::ostream& out) {
-  const auto period = readLoopOption(request.loop, out);
+std::optional<CsvSettings> checkSettings(const CsvOptions& options, std::ostream& out) {
+  const auto period = readLoop(options.loop, out);
   if (!period) return std::nullopt;
-  if (!given(request.format)) {
+  if (!given(options.format)) {
     out << "\"--format=\" switch is missing. Please run 'zanctl -h' for help.\n";
     return std::nullopt;
   }
-  const auto format = checkFormat(request.format, out);
+  const auto format = checkFormat(options.format, out);
   if (!format) return std::nullopt;
   return CsvSettings{*format, *period};
 }
@@ -57,7 +56,7 @@ std::vector<std::string_view> formatModifiers() {
 }
 
 void refuseField(std::string_view field, std::ostream& out) {
-  fmt::print(out, "Field \"{}\" is not a valid field to query.\n\n", field);
+  out << "Field \"" << field << "\" is not a valid field to query.\n\n";
 }
 
 }  // namespace zanctl

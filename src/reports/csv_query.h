@@ -2,12 +2,11 @@
 // loop. A query adds a table of properties and a source of rows.
 #pragma once
 
-#include "cli/selection.h"
-#include "device/session.h"
-#include "output/option_text.h"
+#include "device/board_power.h"
+#include "device/selection.h"
 #include "output/pass_loop.h"
-
-#include <fmt/ostream.h>
+#include "output/text.h"
+#include "request/option_values.h"
 
 #include <algorithm>
 #include <optional>
@@ -29,11 +28,12 @@ struct CsvProperty {
   std::optional<std::string> (*value)(Row&);  // empty when it is unavailable
 };
 
-struct CsvRequest {
+struct CsvOptions {
+  DeviceSet selection;
   std::string properties;  // the comma-separated names asked for
-  std::string format;      // the --format option
-  std::string loop;        // the --loop option
-  std::string filename;    // empty: standard output
+  std::string format;      // the options' texts
+  std::string loop;
+  std::string filename;
 };
 
 struct CsvFormat {
@@ -47,7 +47,7 @@ struct CsvSettings {
 };
 
 // The checked loop period and format; empty after saying what is wrong with them.
-std::optional<CsvSettings> checkSettings(const CsvRequest& request, std::ostream& out);
+std::optional<CsvSettings> checkSettings(const CsvOptions& options, std::ostream& out);
 
 // The words of the --format option.
 std::vector<std::string_view> formatModifiers();
@@ -59,12 +59,13 @@ template <typename Row>
 using CsvTable = std::span<const CsvProperty<Row>>;
 
 template <typename Row>
-void printPropertyHelp(CsvTable<Row> table, std::ostream& out) {
+int printPropertyHelp(CsvTable<Row> table, std::ostream& out) {
   for (const auto& property : table) {
     out << '"' << property.name << '"';
     if (!property.alias.empty()) out << " or \"" << property.alias << '"';
     out << '\n' << property.help << '\n';
   }
+  return 0;
 }
 
 // The properties asked for, in their order; empty after naming the first that is none.
@@ -88,57 +89,54 @@ std::optional<std::vector<const CsvProperty<Row>*>> findProperties(CsvTable<Row>
 }
 
 template <typename Row>
-void writeHeader(std::ostream& out, const std::vector<const CsvProperty<Row>*>& properties) {
+void writeHeader(std::string& text, const std::vector<const CsvProperty<Row>*>& properties) {
   std::string_view separator;
   for (const auto* property : properties) {
-    out << separator << property->name;
-    if (!property->unit.empty()) out << " [" << property->unit << ']';
+    join(text, separator, property->name);
+    if (!property->unit.empty()) join(text, " [", property->unit, "]");
     separator = ", ";
   }
-  out << '\n';
+  text += '\n';
 }
 
 template <typename Row>
-void writeRow(std::ostream& out, const std::vector<const CsvProperty<Row>*>& properties,
+void writeRow(std::string& text, const std::vector<const CsvProperty<Row>*>& properties,
               const CsvFormat& format, Row& row) {
   std::string_view separator;
   for (const auto* property : properties) {
     const auto value = property->value(row);
-    out << separator << value.value_or("[N/A]");
-    if (value && format.units && !property->unit.empty()) out << ' ' << property->unit;
+    join(text, separator, value ? std::string_view(*value) : "[N/A]");
+    if (value && format.units && !property->unit.empty()) join(text, " ", property->unit);
     separator = ", ";
   }
-  out << '\n';
+  text += '\n';
 }
 
 // Runs a query: `forEachRow` calls its argument with every row of the current GPU. Returns 0, or -1
 // after saying what was refused or lost.
 template <typename Row, typename ForEachRow>
-int runCsvQuery(const CsvRequest& request, const DeviceSet& selection, CsvTable<Row> table,
-                const ForEachRow& forEachRow, std::ostream& messages) {
-  const auto settings = checkSettings(request, messages);
+int runCsvQuery(const CsvOptions& options, CsvTable<Row> table, const ForEachRow& forEachRow,
+                std::ostream& out) {
+  const auto settings = checkSettings(options, out);
   if (!settings) return -1;
-  const auto properties = findProperties(table, request.properties, messages);
+  const auto properties = findProperties(table, options.properties, out);
   if (!properties) return -1;
-  Output output(request.filename);
-  if (!output.usable()) {
-    fmt::print(messages, "Failed to create the log file {}\n", request.filename);
-    return -1;
-  }
+  auto output = openOutput(options.filename, out);
+  if (!output) return -1;
   bool headerDue = settings->format.header;
-  const std::uint32_t deviceCount = session().deviceCount;
   const auto runPass = [&](const Pass& pass) {
-    for (std::uint32_t index = 0; index < deviceCount; ++index) {
-      if (!isSelected(selection, index)) continue;
-      session().currentDevice = index;
-      if (headerDue) writeHeader(pass.out, *properties);
+    boardPowerTable().clear();
+    forEachDevice(options.selection, [&](std::uint32_t) {
+      if (headerDue) writeHeader(pass.text(), *properties);
       headerDue = false;
-      forEachRow([&](Row& row) { writeRow(pass.out, *properties, settings->format, row); });
-      pass.out.flush();
-    }
+      forEachRow([&](Row& row) {
+        writeRow(pass.text(), *properties, settings->format, row);
+        pass.output.flushIfLong();
+      });
+      pass.output.flush();
+    });
   };
-  const LoopEnd end = runPasses(output, onceOrEvery(settings->periodSeconds), runPass);
-  return end == LoopEnd::finished ? 0 : -1;
+  return statusOf(runPasses(*output, onceOrEvery(settings->periodSeconds), runPass));
 }
 
 }  // namespace zanctl

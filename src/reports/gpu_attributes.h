@@ -1,5 +1,5 @@
-// The attributes of the current GPU as the CSV queries read them: each when it is first asked for,
-// and then never again.
+// The attributes of the current GPU that several rows of a query or report show: each is read when
+// it is first asked for, and then never again. What one row shows is read in that row.
 #pragma once
 
 #include "device/attributes.h"
@@ -38,6 +38,7 @@ class GpuAttributes {
   const auto& utilization() { return utilization_(attributes::utilization); }
   const auto& boardId() { return boardId_(attributes::boardId); }
   const auto& boardPosition() { return boardPosition_(attributes::boardPosition); }
+  const auto& ceMask() { return ceMask_(attributes::ceMask); }
   const auto& virtualizationMode() { return virtualizationMode_(attributes::virtualizationMode); }
 
  private:
@@ -50,6 +51,7 @@ class GpuAttributes {
   Once<std::optional<nvmlUtilization_t>> utilization_;
   Once<std::optional<std::uint32_t>> boardId_;
   Once<std::optional<std::uint32_t>> boardPosition_;
+  Once<std::optional<attributes::CeMask>> ceMask_;
   Once<std::optional<std::uint32_t>> virtualizationMode_;
 };
 

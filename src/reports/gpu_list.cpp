@@ -1,20 +1,23 @@
 #include "reports/gpu_list.h"
 
-#include "device/readers.h"
-#include "device/session.h"
-
-#include <fmt/ostream.h>
+#include "device/attributes.h"
+#include "device/records.h"
+#include "device/selection.h"
+#include "output/text.h"
 
 #include <ostream>
 
 namespace zanctl {
 
-void printGpuList(std::ostream& out) {
-  for (std::uint32_t index = 0; index < session().deviceCount; ++index) {
-    session().currentDevice = index;
-    const DeviceInfo info = reader().readDeviceInfo();
-    fmt::print(out, "GPU {:>2}: {} (UUID: {})\n", index, info.name, info.uuid);
-  }
+int printGpuList(std::ostream& out) {
+  std::string text;
+  forEachDevice({}, [&text](std::uint32_t index) {
+    append(text, FMT_COMPILE("GPU {:>2}: {} (UUID: {})\n"), index,
+           attributes::name().value_or(kUnavailableText),
+           attributes::uuid().value_or(kUnavailableText));
+  });
+  out << text;
+  return 0;
 }
 
 }  // namespace zanctl

@@ -5,6 +5,7 @@
 
 namespace zanctl {
 
-void printGpuList(std::ostream& out);
+// 0.
+int printGpuList(std::ostream& out);
 
 }  // namespace zanctl

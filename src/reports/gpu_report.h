@@ -1,11 +1,15 @@
-// What the text and XML reports say of one GPU: its readings, section by section.
+// What the detailed report says of a GPU: one table of rows, which the text and the XML report walk
+// alike.
 #pragma once
 
 #include "device/records.h"
+#include "reports/gpu_attributes.h"
 
-#include <cstdint>
 #include <ctime>
+#include <optional>
+#include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace zanctl {
@@ -16,27 +20,6 @@ struct ReportHead {
   std::string driverVersion;
   std::string cudaVersion;
   std::uint32_t deviceCount;
-};
-
-struct ProcessSection {
-  bool none;  // no process, or only our own
-  std::vector<ProcessEntry> listed;
-};
-
-// Only the readings of the sections asked for are filled.
-struct GpuReport {
-  DeviceInfo info;  // of a filtered report, `pci` alone
-  MemoryReading memory;
-  UtilizationReading utilization;
-  EccModeReading eccMode;
-  TemperatureReading temperature;
-  PowerReading power;  // boardUsage as first read for the board in this pass
-  ClocksReading clocks;
-  std::uint32_t computeMode;
-  std::uint32_t performanceState;
-  RetiredPagesReading retiredPages;
-  ProcessSection processes;
-  BoardInfo board;
 };
 
 // The sections by bit number, in the order of the report.
@@ -52,6 +35,7 @@ enum class Section : unsigned {
   pageRetirement,
   pids,
   hardwareMonitor,  // not part of a full report
+  identity,         // part of a full report alone
 };
 
 using SectionMask = unsigned;
@@ -60,10 +44,35 @@ constexpr SectionMask maskOf(Section section) { return 1U << static_cast<unsigne
 
 inline constexpr SectionMask kFullReport = maskOf(Section::hardwareMonitor) - 1;
 
-constexpr bool isFull(SectionMask mask) { return (mask & kFullReport) == kFullReport; }
-constexpr bool holds(SectionMask mask, Section section) { return (mask & maskOf(section)) != 0; }
+// Whether a report of these sections shows this one.
+constexpr bool holds(SectionMask mask, Section section) {
+  return section == Section::identity ? (mask & kFullReport) == kFullReport
+                                      : (mask & maskOf(section)) != 0;
+}
 
-// Reads the sections of the mask from the current GPU, and its identity for a full report.
-GpuReport collectGpuReport(SectionMask mask);
+enum class RowForm {
+  line,
+  hexLine,        // the text report puts "0x" before the value
+  optionalLine,   // left out where there is no value
+  heading,        // the rows of higher levels behind it belong to it
+  paddedHeading,  // the same, padded as if a value followed
+  processes,      // the GPU's processes, which each report lays out in its own way
+};
+
+struct ReportRow {
+  Section section;
+  RowForm form;
+  int level;                 // of nesting, from 1
+  std::string_view label;    // of the text report; empty: not in it
+  std::string_view element;  // of the XML report; empty: not in it
+  std::string_view unit = {};
+  // Reads the current GPU; empty when unavailable. Null for headings.
+  std::optional<std::string> (*value)(GpuAttributes&) = nullptr;
+};
+
+std::span<const ReportRow> reportRows();
+
+// The current GPU's bus id; zeros when unavailable.
+std::string reportBusId(GpuAttributes& gpu);
 
 }  // namespace zanctl

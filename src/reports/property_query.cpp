@@ -1,12 +1,12 @@
 #include "reports/property_query.h"
 
+#include "device/board_power.h"
 #include "device/format.h"
-#include "device/readers.h"
+#include "device/records.h"
 #include "device/time.h"
 #include "reports/reading_text.h"
 
 #include <array>
-#include <iostream>
 
 namespace zanctl {
 namespace {
@@ -15,29 +15,18 @@ using Gpu = GpuAttributes;
 using Text = std::optional<std::string>;
 using Number = std::optional<std::uint32_t>;
 
-// An unavailable number, all ones among them, has no text.
-Text shown(Number value) {
-  return value && *value != kUnavailable ? Text(fmt::to_string(*value)) : std::nullopt;
-}
-
-Text shown(std::optional<std::uint64_t> value) {
-  return value && *value != kUnavailable64 ? Text(fmt::to_string(*value)) : std::nullopt;
-}
-
 // For numbers whose 0 means unavailable.
 Text shownUnlessZero(Number value, fmt::string_view form = "{}") {
   return value && *value != 0 ? Text(fmt::format(fmt::runtime(form), *value)) : std::nullopt;
 }
 
-Text known(std::string_view text) { return text == kUnavailableText ? std::nullopt : Text(text); }
-
 Text pciNumber(Gpu& gpu, unsigned int nvmlPciInfo_t::*field, int digits) {
-  return gpu.pci() ? Text(prefixedHexText((*gpu.pci()).*field, digits)) : std::nullopt;
+  return gpu.pci() ? Text("0x" + hexText((*gpu.pci()).*field, digits)) : std::nullopt;
 }
 
-Text mebibytes(Gpu& gpu, unsigned long long nvmlMemory_t::*field) {
+Text memory(Gpu& gpu, unsigned long long nvmlMemory_t::*field) {
   if (!gpu.memory() || (*gpu.memory()).*field == kUnavailable64) return std::nullopt;
-  return fmt::to_string((*gpu.memory()).*field >> 20);
+  return mebibytes((*gpu.memory()).*field);
 }
 
 Text percent(Gpu& gpu, unsigned int nvmlUtilization_t::*field) {
@@ -55,33 +44,11 @@ Text eccMode(Gpu&) {
   return mode->current == NVML_FEATURE_ENABLED ? "Enabled" : "Disabled";
 }
 
-// A board of two shows its power on the first GPU; a GPU of an unknown board is a board of its own.
-Text boardPower(Gpu& gpu) {
-  const Number position = gpu.boardPosition();
+// A board of two shows its power on the first GPU; a GPU in an unknown place asks for itself.
+Text boardPowerText(Gpu& gpu) {
+  const Number position = known(gpu.boardPosition());
   if (position == 1U) return std::nullopt;
-  const Number board = gpu.boardId();
-  const bool shared = position && position != kUnavailable && board && board != kUnavailable;
-  return shown(shared ? boardPowerOnce(*board) : attributes::boardPowerUsage());
-}
-
-Text computeMode(Gpu&) {
-  const Number mode = attributes::computeMode();
-  return mode ? known(computeModeName(*mode)) : std::nullopt;
-}
-
-// A mode that cannot be read counts as none.
-std::uint32_t modeOf(Gpu& gpu) {
-  return gpu.virtualizationMode().value_or(NVML_GPU_VIRTUALIZATION_MODE_NONE);
-}
-
-Text virtualizationMode(Gpu& gpu) {
-  const std::string_view text = virtualizationText(modeOf(gpu), 0).mode;
-  return text.empty() ? std::nullopt : Text(text);
-}
-
-Text hostVgpuMode(Gpu& gpu) {
-  if (modeOf(gpu) != NVML_GPU_VIRTUALIZATION_MODE_HOST_VGPU) return std::nullopt;
-  return Text(virtualizationText(modeOf(gpu), attributes::hostVgpuMode().value_or(0)).hostVgpuMode);
+  return shown(boardPower(position ? gpu.boardId() : std::nullopt));
 }
 
 Text localTime(Gpu& gpu) { return dateTimeStamp(gpu.time()); }
@@ -95,7 +62,7 @@ constexpr std::array kProperties = std::to_array<CsvProperty<Gpu>>({
     {"driver_version", "", "", "Version of the installed Zanthe driver.",
      [](Gpu&) { return Text(driverVersion()); }},
     {"cuda_version", "", "", "Version of CUDA that the driver supports.",
-     [](Gpu&) { return known(cudaVersion()); }},
+     [](Gpu&) { return cudaVersion() == kUnavailableText ? std::nullopt : Text(cudaVersion()); }},
     {"count", "", "", "Number of Zanthe GPUs in the system.",
      [](Gpu&) { return Text(fmt::to_string(session().deviceCount)); }},
     {"name", "gpu_name", "", "Product name of the GPU.", [](Gpu& gpu) { return gpu.name(); }},
@@ -135,11 +102,11 @@ constexpr std::array kProperties = std::to_array<CsvProperty<Gpu>>({
      [](Gpu&) { return shown(attributes::index()); }},
     {"pstate", "", "", "Performance state, from P0 (fastest) to P15 (slowest).", pstate},
     {"memory.total", "", "MiB", "Memory of the GPU, in MiB.",
-     [](Gpu& gpu) { return mebibytes(gpu, &nvmlMemory_t::total); }},
+     [](Gpu& gpu) { return memory(gpu, &nvmlMemory_t::total); }},
     {"memory.used", "", "MiB", "Memory in use, in MiB.",
-     [](Gpu& gpu) { return mebibytes(gpu, &nvmlMemory_t::used); }},
+     [](Gpu& gpu) { return memory(gpu, &nvmlMemory_t::used); }},
     {"memory.free", "", "MiB", "Memory not in use, in MiB.",
-     [](Gpu& gpu) { return mebibytes(gpu, &nvmlMemory_t::free); }},
+     [](Gpu& gpu) { return memory(gpu, &nvmlMemory_t::free); }},
     {"utilization.gpu", "", "%", "Share of time in which the GPU was busy, in percent.",
      [](Gpu& gpu) { return percent(gpu, &nvmlUtilization_t::gpu); }},
     {"utilization.memory", "", "%", "Share of time in which the memory was busy, in percent.",
@@ -164,7 +131,7 @@ constexpr std::array kProperties = std::to_array<CsvProperty<Gpu>>({
     {"gpu.power.limit", "", "W", "Power limit of the GPU, in watts.",
      [](Gpu&) { return shown(attributes::powerManagementLimit()); }},
     {"board.power.draw", "", "W", "Power that the board draws, on its first GPU, in watts.",
-     boardPower},
+     boardPowerText},
     {"board.power.limit", "", "W", "Power limit of the board, in watts.",
      [](Gpu&) { return shown(attributes::boardPowerLimit()); }},
     {"clocks.current.sm", "clocks.sm", "MHz", "Current clock of the SMs, in MHz.",
@@ -176,7 +143,7 @@ constexpr std::array kProperties = std::to_array<CsvProperty<Gpu>>({
     {"clocks.max.memory", "clocks.max.mem", "MHz", "Highest clock of the memory, in MHz.",
      [](Gpu&) { return shown(attributes::maxClockInfo(NVML_CLOCK_MEM)); }},
     {"compute_mode", "", "", "Whether and how compute applications may share the GPU.",
-     computeMode},
+     [](Gpu&) { return computeModeName(attributes::computeMode()); }},
     {"fan.speed", "", "%", "Intended speed of the fan, in percent of its highest.",
      [](Gpu&) { return shown(attributes::fanSpeed()); }},
     {"minor_number", "", "", "Minor number of the GPU's device node.",
@@ -186,9 +153,9 @@ constexpr std::array kProperties = std::to_array<CsvProperty<Gpu>>({
     {"gpu_position", "", "", "Position of the GPU on its board, from 0.",
      [](Gpu& gpu) { return shown(gpu.boardPosition()); }},
     {"virt.gpu_virt_mode", "", "", "Virtualization mode: None, VGPU or Host VGPU.",
-     virtualizationMode},
+     virtualizationModeName},
     {"virt.host_vgpu_mode", "", "", "SR-IOV or Non SR-IOV, on a host of virtual GPUs.",
-     hostVgpuMode},
+     hostVgpuModeName},
     {"retired_pages.single_bit_ecc.count", "retired_pages.sbe", "",
      "Number of memory pages retired after several single bit errors.",
      [](Gpu&) {
@@ -207,14 +174,14 @@ constexpr std::array kProperties = std::to_array<CsvProperty<Gpu>>({
 
 CsvTable<GpuAttributes> gpuProperties() { return kProperties; }
 
-int runPropertyQuery(const CsvRequest& request, const DeviceSet& selection) {
+int runPropertyQuery(const CsvOptions& options, std::ostream& out) {
   const auto rowOfGpu = [](const auto& write) {
     GpuAttributes gpu(currentTime().tv_sec);
     write(gpu);
   };
-  return runCsvQuery(request, selection, gpuProperties(), rowOfGpu, std::cout);
+  return runCsvQuery(options, gpuProperties(), rowOfGpu, out);
 }
 
-void printPropertyQueryHelp(std::ostream& out) { printPropertyHelp(gpuProperties(), out); }
+int printPropertyQueryHelp(std::ostream& out) { return printPropertyHelp(gpuProperties(), out); }
 
 }  // namespace zanctl

@@ -1,7 +1,6 @@
 // The CSV query of GPU properties: one line a GPU.
 #pragma once
 
-#include "cli/selection.h"
 #include "reports/csv_query.h"
 #include "reports/gpu_attributes.h"
 
@@ -13,8 +12,9 @@ namespace zanctl {
 CsvTable<GpuAttributes> gpuProperties();
 
 // 0, or -1 after saying what was refused or lost.
-int runPropertyQuery(const CsvRequest& request, const DeviceSet& selection);
+int runPropertyQuery(const CsvOptions& options, std::ostream& out);
 
-void printPropertyQueryHelp(std::ostream& out);
+// 0.
+int printPropertyQueryHelp(std::ostream& out);
 
 }  // namespace zanctl

@@ -1,18 +1,16 @@
 #include "reports/query_report.h"
 
+#include "device/board_power.h"
 #include "device/session.h"
-#include "device/time.h"
-#include "output/option_text.h"
 #include "output/pass_loop.h"
-#include "reports/loop_option.h"
 #include "reports/text_report.h"
 #include "reports/xml_report.h"
-
-#include <fmt/ostream.h>
+#include "request/option_values.h"
+#include "request/options.h"
 
 #include <algorithm>
 #include <array>
-#include <iostream>
+#include <ostream>
 
 namespace zanctl {
 namespace {
@@ -27,26 +25,27 @@ ReportHead collectHead(std::time_t time) {
   return {time, driverVersion(), cudaVersion(), session().deviceCount};
 }
 
-// Calls `write` with the report of each selected GPU, in the order of their indices.
+// Calls `write` with each selected GPU.
 template <typename Write>
-void forEachReport(const DeviceSet& selection, SectionMask mask, const Write& write) {
-  for (std::uint32_t index = 0; index < session().deviceCount; ++index) {
-    if (!isSelected(selection, index)) continue;
-    session().currentDevice = index;
-    write(collectGpuReport(mask));
-  }
+void forEachGpu(const ReportOptions& options, const Pass& pass, const Write& write) {
+  boardPowerTable().clear();
+  forEachDevice(options.selection, [&](std::uint32_t) {
+    GpuAttributes gpu(pass.start.tv_sec);
+    write(gpu);
+    pass.output.flush();
+  });
 }
 
-void runPassesInto(const CommandOptions& options, std::uint64_t periodSeconds,
-                   const std::function<void(const Pass&)>& runPass) {
-  Output output(given(options.filename) ? options.filename : "");
-  if (!output.usable()) {
-    fmt::print(std::cout, "Failed to create the log file {}\n", output.fileName());
-    return;
-  }
-  LoopPlan plan = onceOrEvery(periodSeconds);
-  plan.lastPass = LastPass::checked;
-  runPasses(output, plan, runPass);
+void writeXml(const ReportOptions& options, const Pass& pass) {
+  writeXmlHead(pass.text(), collectHead(pass.start.tv_sec),
+               options.dtd ? Dtd::embedded : Dtd::external);
+  forEachGpu(options, pass, [&](GpuAttributes& gpu) { writeXmlGpu(pass.text(), gpu); });
+  writeXmlEnd(pass.text());
+}
+
+void writeText(const ReportOptions& options, SectionMask mask, const Pass& pass) {
+  writeTextHead(pass.text(), collectHead(pass.start.tv_sec));
+  forEachGpu(options, pass, [&](GpuAttributes& gpu) { writeTextGpu(pass.text(), mask, gpu); });
 }
 
 }  // namespace
@@ -63,32 +62,28 @@ std::optional<SectionMask> parseSections(std::string_view display) {
   return mask;
 }
 
-int runQueryReport(const CommandOptions& options, const DeviceSet& selection) {
-  const auto period = readLoopOption(options.loop, std::cout);
+int runQueryReport(const ReportOptions& options, std::ostream& out) {
+  const auto period = readLoop(options.loop, out);
   if (!period) {
-    std::cout << "\n";
+    out << "\n";
     return -1;
-  }
-  if (options.xmlFormat) {
-    runPassesInto(options, *period, [&](const Pass& pass) {
-      writeXmlHead(pass.out, collectHead(pass.start.tv_sec),
-                   options.dtd ? Dtd::embedded : Dtd::external);
-      forEachReport(selection, kFullReport,
-                    [&](const GpuReport& report) { writeXmlGpu(pass.out, report); });
-      writeXmlEnd(pass.out);
-    });
-    return 0;
   }
   const auto mask = given(options.display) ? parseSections(options.display) : kFullReport;
   if (!mask) {
-    std::cout << "Failed to parse --display/-d flags \n";
+    out << "Failed to parse --display/-d flags \n";
     shutdownLibrary();
     return 0;
   }
-  runPassesInto(options, *period, [&](const Pass& pass) {
-    writeTextHead(pass.out, collectHead(pass.start.tv_sec));
-    forEachReport(selection, *mask,
-                  [&](const GpuReport& report) { writeTextGpu(pass.out, report, *mask); });
+  auto output = openOutput(options.filename, out);
+  if (!output) return 0;
+  LoopPlan plan = onceOrEvery(*period);
+  plan.lastPass = LastPass::checked;
+  runPasses(*output, plan, [&](const Pass& pass) {
+    if (options.xmlFormat) {
+      writeXml(options, pass);
+    } else {
+      writeText(options, *mask, pass);
+    }
   });
   return 0;
 }

@@ -9,51 +9,55 @@
 namespace zanctl {
 namespace {
 
-constexpr std::array<std::string_view, 4> kComputeModeNames = {"Default", "Exclusive Thread",
-                                                               "Prohibited", "Exclusive Process"};
+constexpr std::array<const char*, 4> kComputeModeNames = {"Default", "Exclusive Thread",
+                                                          "Prohibited", "Exclusive Process"};
 
 template <typename Number>
-std::string textOf(Number value, Number mark, std::string_view unit) {
-  return value == mark ? kUnavailableText : fmt::format(FMT_COMPILE("{}{}"), value, unit);
+std::optional<std::string> textOf(std::optional<Number> value) {
+  return value ? std::optional(fmt::to_string(*value)) : std::nullopt;
+}
+
+std::uint32_t modeOf(GpuAttributes& gpu) {
+  return gpu.virtualizationMode().value_or(NVML_GPU_VIRTUALIZATION_MODE_NONE);
 }
 
 }  // namespace
 
-std::string numberText(std::uint32_t value, std::string_view unit) {
-  return textOf(value, kUnavailable, unit);
+std::optional<std::string> shown(std::optional<std::uint32_t> value) {
+  return textOf(known(value));
 }
 
-std::string numberText(std::uint64_t value, std::string_view unit) {
-  return textOf(value, kUnavailable64, unit);
+std::optional<std::string> shown(std::optional<std::uint64_t> value) {
+  return textOf(known(value));
 }
 
 std::string hexText(std::uint32_t value, int digits) {
   return fmt::format(FMT_COMPILE("{:0{}X}"), value, digits);
 }
 
-std::string prefixedHexText(std::uint32_t value, int digits) {
-  return "0x" + hexText(value, digits);
+std::string mebibytes(std::uint64_t bytes) { return fmt::to_string(bytes >> 20U); }
+
+std::optional<std::string> computeModeName(std::optional<std::uint32_t> mode) {
+  if (!mode || *mode >= kComputeModeNames.size()) return std::nullopt;
+  return kComputeModeNames[*mode];
 }
 
-std::string mebibytesText(std::uint64_t bytes) {
-  return fmt::format(FMT_COMPILE("{} MiB"), bytes >> 20);
-}
-
-std::string_view computeModeName(std::uint32_t mode) {
-  return mode < kComputeModeNames.size() ? kComputeModeNames[mode] : kUnavailableText;
-}
-
-VirtualizationText virtualizationText(std::uint32_t mode, std::uint32_t hostVgpuMode) {
-  switch (mode) {
+std::optional<std::string> virtualizationModeName(GpuAttributes& gpu) {
+  switch (modeOf(gpu)) {
     case NVML_GPU_VIRTUALIZATION_MODE_NONE:
-      return {"None", kUnavailableText};
+      return "None";
     case NVML_GPU_VIRTUALIZATION_MODE_VGPU:
-      return {"VGPU", kUnavailableText};
+      return "VGPU";
     case NVML_GPU_VIRTUALIZATION_MODE_HOST_VGPU:
-      return {"Host VGPU", hostVgpuMode != 0 ? "SR-IOV" : "Non SR-IOV"};
+      return "Host VGPU";
     default:
-      return {"", kUnavailableText};
+      return std::nullopt;
   }
+}
+
+std::optional<std::string> hostVgpuModeName(GpuAttributes& gpu) {
+  if (modeOf(gpu) != NVML_GPU_VIRTUALIZATION_MODE_HOST_VGPU) return std::nullopt;
+  return attributes::hostVgpuMode().value_or(0) != 0 ? "SR-IOV" : "Non SR-IOV";
 }
 
 }  // namespace zanctl

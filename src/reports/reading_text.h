@@ -1,32 +1,32 @@
-// The words that the queries and reports share for readings.
+// The words that the queries and reports share for readings. A reading without a text is
+// unavailable: the output puts its own mark in its place.
 #pragma once
 
+#include "reports/gpu_attributes.h"
+
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
 namespace zanctl {
 
-// The number and its unit; "N/A" for the mark of an unavailable value.
-std::string numberText(std::uint32_t value, std::string_view unit = "");
-std::string numberText(std::uint64_t value, std::string_view unit = "");
+// Decimal, unless the value is unavailable or all ones.
+std::optional<std::string> shown(std::optional<std::uint32_t> value);
+std::optional<std::string> shown(std::optional<std::uint64_t> value);
 
-// Upper-case hexadecimal digits, filled up with zeros; the second puts "0x" before them.
+// Upper-case hexadecimal digits, filled up with zeros.
 std::string hexText(std::uint32_t value, int digits);
-std::string prefixedHexText(std::uint32_t value, int digits);
 
-// Whole MiB of a byte count, with the unit.
-std::string mebibytesText(std::uint64_t bytes);
+// Whole MiB of a byte count.
+std::string mebibytes(std::uint64_t bytes);
 
-// The full name of an nvmlComputeMode_t; "N/A" for any other value.
-std::string_view computeModeName(std::uint32_t mode);
+// The full name of an nvmlComputeMode_t.
+std::optional<std::string> computeModeName(std::optional<std::uint32_t> mode);
 
-struct VirtualizationText {
-  std::string_view mode;          // empty for a mode without a name
-  std::string_view hostVgpuMode;  // "N/A" but on a host of virtual GPUs
-};
-
-// Of an nvmlGpuVirtualizationMode_t and an nvmlHostVgpuMode_t.
-VirtualizationText virtualizationText(std::uint32_t mode, std::uint32_t hostVgpuMode);
+// Of the GPU, where a mode that cannot be read counts as none and some modes have no name.
+std::optional<std::string> virtualizationModeName(GpuAttributes& gpu);
+// On a host of virtual GPUs alone.
+std::optional<std::string> hostVgpuModeName(GpuAttributes& gpu);
 
 }  // namespace zanctl

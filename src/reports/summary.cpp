@@ -1,16 +1,16 @@
 #include "reports/summary.h"
 
+#include "device/attributes.h"
 #include "device/format.h"
 #include "device/readers.h"
 #include "device/session.h"
 #include "device/time.h"
 #include "output/pass_loop.h"
+#include "output/text.h"
+#include "request/option_values.h"
+#include "request/options.h"
 
-#include <fmt/ostream.h>
-
-#include <iostream>
-
-#include <unistd.h>
+#include <ostream>
 
 namespace zanctl {
 namespace {
@@ -31,89 +31,90 @@ constexpr std::string_view kProcessTitles =
 constexpr std::string_view kNoProcesses =
     "|  No running processes found                                                 |\n";
 
+// All ones become -1, which the formatters show as unavailable.
 std::int32_t asSigned(std::uint64_t value) { return static_cast<std::int32_t>(value); }
-
-std::vector<SummaryProcess> collectProcesses(std::uint32_t deviceCount) {
-  std::vector<SummaryProcess> processes;
-  for (std::uint32_t index = 0; index < deviceCount; ++index) {
-    session().currentDevice = index;
-    for (ProcessEntry& entry : reader().readRunningProcesses()) {
-      if (entry.pid == static_cast<std::uint32_t>(getpid())) continue;
-      processes.push_back({index, std::move(entry)});
-    }
-  }
-  return processes;
-}
-
-Summary collectSummary(const DeviceSet& selection, std::time_t time) {
-  Summary summary{};
-  summary.time = time;
-  summary.libraryVersion = libraryVersion();
-  summary.driverVersion = driverVersion();
-  summary.cudaVersion = cudaVersion();
-  const std::uint32_t deviceCount = session().deviceCount;
-  for (std::uint32_t index = 0; index < deviceCount; ++index) {
-    if (!isSelected(selection, index)) continue;
-    session().currentDevice = index;
-    DeviceInfo info = reader().readDeviceInfo();
-    summary.gpus.push_back({index, std::move(info), reader().readSummary()});
-  }
-  summary.processes = collectProcesses(deviceCount);
-  return summary;
-}
-
-std::string watts(std::uint32_t value) { return fmt::format("{}W", value); }
-
-std::string usageAndCap(std::uint32_t usage, std::uint32_t cap) {
-  return fmt::format("{} / {}", usage == kUnavailable ? "N/A" : watts(usage),
-                     cap == kUnavailable ? "N/A" : watts(cap));
+std::int32_t asSigned(std::optional<std::uint32_t> value) {
+  return asSigned(std::uint64_t{value.value_or(kUnavailable)});
 }
 
 // A board of two shows its power on the first GPU.
-std::string powerText(const SummaryGpu& gpu) {
-  const SummaryReading& reading = gpu.reading;
-  if (gpu.info.boardPosition == kUnavailable) {
-    return usageAndCap(reading.powerUsage, reading.powerLimit);
+void readPower(SummaryGpu& gpu) {
+  const auto position = known(attributes::boardPosition());
+  if (!position) {
+    gpu.power = known(attributes::powerUsage());
+    gpu.powerLimit = known(attributes::enforcedPowerLimit());
+  } else if (position != 1U) {
+    gpu.power = known(attributes::boardPowerUsage());
+    gpu.powerLimit = known(attributes::boardPowerLimit());
   }
-  if (gpu.info.boardPosition == 1) return usageAndCap(kUnavailable, kUnavailable);
-  return usageAndCap(reading.boardPowerUsage, reading.boardPowerLimit);
 }
 
-void writeHeader(std::ostream& out, const Summary& summary) {
-  out << timestampLine(summary.time) << kBorder;
-  fmt::print(out, "|  ZAN-ML: {}     Driver Version: {}     CUDA Version: {}      |\n",
-             fmtText(summary.libraryVersion, 7), fmtText(summary.driverVersion, 7),
-             fmtText(summary.cudaVersion, 7));
-  out << kTitles;
+SummaryGpu readGpu(std::uint32_t index) {
+  SummaryGpu gpu{};
+  gpu.index = index;
+  gpu.name = attributes::name();
+  gpu.pci = attributes::pci().value_or(nvmlPciInfo_t{});
+  gpu.smClock = attributes::clock(NVML_CLOCK_SM);
+  gpu.memClock = attributes::clock(NVML_CLOCK_MEM);
+  gpu.fanSpeed = attributes::fanSpeed();
+  gpu.temperature = attributes::temperature();
+  gpu.performanceState = attributes::performanceState();
+  readPower(gpu);
+  gpu.memory = attributes::memory().value_or(nvmlMemory_t{});
+  gpu.gpuUtil = attributes::utilization().value_or(nvmlUtilization_t{}).gpu;
+  gpu.computeMode = attributes::computeMode().value_or(0);
+  return gpu;
 }
 
-void writeGpu(std::ostream& out, const SummaryGpu& gpu) {
-  const SummaryReading& reading = gpu.reading;
-  fmt::print(out, "| {}   {} | {} | {}  {}   |\n", fmtInt(asSigned(gpu.index), 2),
-             fmtText(gpu.info.name, 24), fmtText(busIdText(gpu.info.pci), 20),
-             fmtIntUnit(asSigned(reading.smClock), "MHz", 8),
-             fmtIntUnit(asSigned(reading.memClock), "MHz", 8));
-  fmt::print(out, "| {} {} {} {} | {} | {}  {} |\n", fmtPercent(asSigned(reading.fanSpeed), 4),
-             fmtIntUnit(asSigned(reading.temperature), "C", 5),
-             fmtText(fmt::format("P{}", asSigned(reading.perfState)), 5),
-             fmtText(powerText(gpu), 12),
-             fmtMemory(asSigned(reading.memUsed), asSigned(reading.memTotal), 20),
-             fmtPercent(asSigned(reading.gpuUtil), 8), fmtComputeMode(gpu.info.computeMode, 10));
-  out << kGpuRule;
+std::string watts(std::optional<std::uint32_t> value) {
+  return value ? fmt::format(FMT_COMPILE("{}W"), *value) : kUnavailableText;
 }
 
-void writeProcesses(std::ostream& out, const std::vector<SummaryProcess>& processes) {
-  out << "\n" << kBorder << kProcessTitles;
-  for (const auto& [gpuIndex, entry] : processes) {
-    if (entry.gone || entry.name.empty()) continue;
-    fmt::print(out, "|  {:>3}{:>11}      {}  {} |\n", gpuIndex, entry.pid,
-               processNameColumn(entry.name), fmtInt(asSigned(entry.usedMemoryMiB), 10));
-  }
-  if (processes.empty()) out << kNoProcesses;
-  out << kBorder;
+void writeHeader(std::string& text, std::time_t time) {
+  join(text, timestampLine(time), kBorder);
+  append(text, FMT_COMPILE("|  ZAN-ML: {}     Driver Version: {}     CUDA Version: {}      |\n"),
+         fmtText(libraryVersion(), 7), fmtText(driverVersion(), 7), fmtText(cudaVersion(), 7));
+  join(text, kTitles);
+}
+
+void writeProcesses(Output& output) {
+  std::string& text = output.text();
+  join(text, "\n", kBorder, kProcessTitles);
+  bool found = false;
+  forEachDevice({}, [&](std::uint32_t index) {
+    for (const nvmlProcessInfo_t& process : reader().readRunningProcesses()) {
+      found = true;
+      const ProcessEntry entry = describeProcess(process);
+      if (!entry.name.empty()) writeSummaryProcess(text, index, entry);
+      output.flushIfLong();
+    }
+  });
+  if (!found) join(text, kNoProcesses);
+  join(text, kBorder);
 }
 
 }  // namespace
+
+void writeSummaryGpu(std::string& text, const SummaryGpu& gpu) {
+  append(text, FMT_COMPILE("| {}   {} | {} | {}  {}   |\n"), fmtInt(asSigned(gpu.index), 2),
+         fmtText(gpu.name ? *gpu.name : kUnavailableText, 24), fmtText(busIdText(gpu.pci), 20),
+         fmtIntUnit(asSigned(gpu.smClock.value_or(0)), "MHz", 8),
+         fmtIntUnit(asSigned(gpu.memClock.value_or(0)), "MHz", 8));
+  append(text, FMT_COMPILE("| {} {} {} {} | {} | {}  {} |\n"),
+         fmtPercent(asSigned(gpu.fanSpeed), 4), fmtIntUnit(asSigned(gpu.temperature), "C", 5),
+         fmtText(fmt::format(FMT_COMPILE("P{}"),
+                             asSigned(gpu.performanceState.value_or(kUnknownPerformanceState))),
+                 5),
+         fmtText(fmt::format(FMT_COMPILE("{} / {}"), watts(gpu.power), watts(gpu.powerLimit)), 12),
+         fmtMemory(asSigned(gpu.memory.used >> 20U), asSigned(gpu.memory.total >> 20U), 20),
+         fmtPercent(asSigned(gpu.gpuUtil), 8), fmtComputeMode(gpu.computeMode, 10));
+  join(text, kGpuRule);
+}
+
+void writeSummaryProcess(std::string& text, std::uint32_t gpuIndex, const ProcessEntry& process) {
+  append(text, FMT_COMPILE("|  {:>3}{:>11}      {}  {} |\n"), gpuIndex, process.pid,
+         processNameColumn(process.name), fmtInt(asSigned(process.usedMemory >> 20U), 10));
+}
 
 std::string processNameColumn(std::string_view name) {
   constexpr std::size_t kWidth = 42;
@@ -129,22 +130,24 @@ std::string processNameColumn(std::string_view name) {
   return fmtText(name, kCutWidth) + "...";
 }
 
-void writeSummary(std::ostream& out, const Summary& summary) {
-  writeHeader(out, summary);
-  for (const SummaryGpu& gpu : summary.gpus) writeGpu(out, gpu);
-  writeProcesses(out, summary.processes);
-}
-
-void printSummary(const DeviceSet& selection, const std::string& logFile,
-                  std::uint64_t intervalSeconds) {
-  Output output(logFile);
-  if (!output.usable()) {
-    fmt::print(std::cout, "Failed to create the log file {}\n\n", logFile);
-    return;
+int runSummary(const SummaryOptions& options, std::ostream& out) {
+  const auto period = readLoop(options.loop, out);
+  if (!period) {
+    out << "\n";
+    return 0;
   }
-  runPasses(output, onceOrEvery(intervalSeconds), [&selection](const Pass& pass) {
-    writeSummary(pass.out, collectSummary(selection, pass.start.tv_sec));
+  auto output = openOutput(options.filename, out);
+  if (!output) {
+    out << "\n";
+    return 0;
+  }
+  runPasses(*output, onceOrEvery(*period), [&options](const Pass& pass) {
+    writeHeader(pass.text(), pass.start.tv_sec);
+    forEachDevice(options.selection,
+                  [&](std::uint32_t index) { writeSummaryGpu(pass.text(), readGpu(index)); });
+    writeProcesses(pass.output);
   });
+  return 0;
 }
 
 }  // namespace zanctl

@@ -3,13 +3,13 @@
 
 #include "reports/gpu_report.h"
 
-#include <iosfwd>
+#include <string>
 
 namespace zanctl {
 
-void writeTextHead(std::ostream& out, const ReportHead& head);
+void writeTextHead(std::string& text, const ReportHead& head);
 
-// The GPU's identity, in a full report, and the sections of the mask; flushed.
-void writeTextGpu(std::ostream& out, const GpuReport& report, SectionMask mask);
+// The sections of the mask of the current GPU, its identity first in a full report.
+void writeTextGpu(std::string& text, SectionMask mask, GpuAttributes& gpu);
 
 }  // namespace zanctl

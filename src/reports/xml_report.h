@@ -4,17 +4,17 @@
 
 #include "reports/gpu_report.h"
 
-#include <iosfwd>
+#include <string>
 
 namespace zanctl {
 
 enum class Dtd { external, embedded };
 
-void writeXmlHead(std::ostream& out, const ReportHead& head, Dtd dtd);
+void writeXmlHead(std::string& text, const ReportHead& head, Dtd dtd);
 
-// One GPU, from a full report; flushed.
-void writeXmlGpu(std::ostream& out, const GpuReport& report);
+// Everything of the current GPU that a full report shows.
+void writeXmlGpu(std::string& text, GpuAttributes& gpu);
 
-void writeXmlEnd(std::ostream& out);
+void writeXmlEnd(std::string& text);
 
 }  // namespace zanctl

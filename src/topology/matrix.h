@@ -11,24 +11,18 @@
 
 namespace zanctl {
 
-struct Affinity {
-  std::string cpus;   // "0-3,8"; empty when unavailable
-  std::string nodes;  // likewise; "N/A" when unavailable
+// One GPU's row: the codes of its pairs with every GPU, and what stands behind them.
+struct MatrixRow {
+  std::uint32_t gpu;
+  std::vector<std::string_view> codes;
+  std::string affinities;
 };
 
-// Codes of pairs, a row and a column for each GPU.
-using PairCodes = std::vector<std::vector<std::string_view>>;
+// "GPU<n>" and the cells under the headings, newline included.
+void writeMatrixRow(std::string& text, const MatrixRow& row);
 
-struct ConnectionMatrix {
-  PairCodes codes;
-  std::vector<Affinity> affinities;  // by GPU
-};
-
-// Asks the library for each pair and each affinity once.
-ConnectionMatrix collectConnections(std::uint32_t cpuCount, std::uint32_t numaNodeCount);
-PairCodes collectP2pStates(nvmlGpuP2PCapsIndex_t capability);
-
-void writeConnections(std::ostream& out, const ConnectionMatrix& matrix);
-void writeP2pStates(std::ostream& out, const PairCodes& codes);
+// Both print row by row. The library is asked for each pair and each affinity once.
+void printConnections(std::uint32_t cpuCount, std::uint32_t numaNodeCount, std::ostream& out);
+void printP2pStates(nvmlGpuP2PCapsIndex_t capability, std::ostream& out);
 
 }  // namespace zanctl

@@ -1,17 +1,16 @@
 #include "topology/topology.h"
 
-#include "cli/selection.h"
 #include "device/host.h"
-#include "device/session.h"
+#include "device/number_text.h"
+#include "device/selection.h"
 #include "device/topology_reader.h"
+#include "request/option_values.h"
 #include "topology/link_types.h"
 #include "topology/matrix.h"
 
-#include <fmt/ostream.h>
-#include <fmt/ranges.h>
+#include <fmt/format.h>
 
 #include <algorithm>
-#include <charconv>
 #include <limits>
 #include <optional>
 #include <ostream>
@@ -25,42 +24,38 @@ int refuse(std::ostream& out, std::string_view message) {
   return -1;
 }
 
-// Empty when the text is not wholly a number of this base. A number beyond 32 bits reads as their
-// largest, which is no processor's and no level's.
-std::optional<std::uint32_t> wholeNumber(std::string_view text, int base) {
-  std::uint32_t value = 0;
-  const char* const last = text.data() + text.size();
-  const auto [end, error] = std::from_chars(text.data(), last, value, base);
-  if (end != last || error == std::errc::invalid_argument) return std::nullopt;
-  return error == std::errc() ? value : std::numeric_limits<std::uint32_t>::max();
-}
-
-// Digits alone are decimal; anything else is hexadecimal, with or without "0x".
+// Digits alone are decimal; anything else is hexadecimal, with or without "0x". A number beyond 32
+// bits reads as their largest, which is no processor's.
 std::optional<std::uint32_t> cpuNumber(std::string_view text) {
-  if (const auto number = wholeNumber(text, 10)) return number;
-  if (text.starts_with("0x") || text.starts_with("0X")) text.remove_prefix(2);
-  return wholeNumber(text, 16);
+  const auto decimal = wholeNumber(text, 10);
+  const auto number = decimal ? decimal : hexadecimalNumber(text);
+  constexpr std::uint64_t kLargest = std::numeric_limits<std::uint32_t>::max();
+  return number ? std::optional(static_cast<std::uint32_t>(std::min(*number, kLargest)))
+                : std::nullopt;
 }
 
 // "0 1 5 ".
 std::string indexList(const std::vector<std::uint32_t>& gpus) {
-  return gpus.empty() ? "" : fmt::format("{} ", fmt::join(gpus, " "));
+  std::string list;
+  for (const std::uint32_t gpu : gpus) list += fmt::to_string(gpu) + " ";
+  return list;
 }
 
 int showConnections(std::ostream& out) {
   const auto numaNodes = numaNodeCount();
-  if (!numaNodes) fmt::print(out, "Error reading file {} \n", kNumaNodesFile);
+  if (!numaNodes) out << "Error reading file " << kNumaNodesFile << " \n";
   const auto cpus = static_cast<std::uint32_t>(std::max(onlineCpuCount(), 0));
-  writeConnections(out, collectConnections(cpus, numaNodes.value_or(0)));
+  printConnections(cpus, numaNodes.value_or(0), out);
   return 0;
 }
 
 int showGpusNearCpu(std::ostream& out, const std::string& name, std::uint32_t cpu) {
   const auto gpus = topology().readGpusNearCpu(cpu);
   if (gpus.empty()) {
-    fmt::print(out, "No GPUs were found to have an affinity with CPU {}.\n", name);
+    out << fmt::format("No GPUs were found to have an affinity with CPU {}.\n", name);
   } else {
-    fmt::print(out, "The GPUs that have an affinity with CPU {} are:\n{}\n", name, indexList(gpus));
+    out << fmt::format("The GPUs that have an affinity with CPU {} are:\n{}\n", name,
+                       indexList(gpus));
   }
   return 0;
 }
@@ -81,10 +76,10 @@ int showNearestGpus(std::ostream& out, const DeviceSet& selection, std::string_v
   session().currentDevice = static_cast<std::uint32_t>(gpu);
   const auto nearest = topology().readNearestGpus(type.level);
   if (nearest.empty()) {
-    fmt::print(out, "Device {} is not connected to other devices {}.\n", gpu, type.phrase);
+    out << fmt::format("Device {} is not connected to other devices {}.\n", gpu, type.phrase);
   } else {
-    fmt::print(out, "Device {} is connected {} to device(s): {}\n", gpu, type.phrase,
-               indexList(nearest));
+    out << fmt::format("Device {} is connected {} to device(s): {}\n", gpu, type.phrase,
+                       indexList(nearest));
   }
   return 0;
 }
@@ -98,9 +93,9 @@ int showPath(std::ostream& out, const DeviceSet& selection) {
   const auto lower = static_cast<std::uint32_t>(*selection.begin());
   const auto higher = static_cast<std::uint32_t>(*selection.rbegin());
   session().currentDevice = lower;
-  fmt::print(out, "Device {} is connected to device {}", higher, lower);
+  out << fmt::format("Device {} is connected to device {}", higher, lower);
   if (const LinkType* type = findLinkType(topology().readCommonAncestor(higher))) {
-    fmt::print(out, " {}.", type->phrase);
+    out << " " << type->phrase << ".";
   }
   out << "\n\n";
   return 0;
@@ -112,15 +107,13 @@ int showP2pStates(std::ostream& out, const std::string& capabilities) {
     return refuse(out, "Invalid p2p capability index specified at the command-line");
   }
   const bool read = capabilities.front() == 'r';
-  writeP2pStates(out,
-                 collectP2pStates(read ? NVML_P2P_CAPS_INDEX_READ : NVML_P2P_CAPS_INDEX_WRITE));
+  printP2pStates(read ? NVML_P2P_CAPS_INDEX_READ : NVML_P2P_CAPS_INDEX_WRITE, out);
   return 0;
 }
 
 }  // namespace
 
-int runTopology(const TopoOptions& options, const std::function<std::string()>& helpText,
-                std::ostream& out) {
+int runTopology(const TopoOptions& options, std::ostream& out) {
   DeviceSet selection;
   if (resolveDevices(options.id, selection, out) != 0) return -1;
   const auto cpu = cpuNumber(options.cpu);
@@ -132,8 +125,7 @@ int runTopology(const TopoOptions& options, const std::function<std::string()>& 
   if (given(options.nearestGpus)) return showNearestGpus(out, selection, options.nearestGpus);
   if (options.gpuPath) return showPath(out, selection);
   if (given(options.p2pStatus)) return showP2pStates(out, options.p2pStatus);
-  out << helpText();
-  return 0;
+  return kHelpAsked;
 }
 
 }  // namespace zanctl

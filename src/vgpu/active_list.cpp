@@ -1,11 +1,8 @@
 #include "device/format.h"
 #include "device/records.h"
 #include "device/time.h"
+#include "output/text.h"
 #include "vgpu/views.h"
-
-#include <fmt/ostream.h>
-
-#include <ostream>
 
 #include <string.h>
 
@@ -15,7 +12,7 @@ namespace {
 constexpr std::string_view kBorder =
     "+-----------------------------------------------------------------------------+\n";
 constexpr std::string_view kTitles =
-    "|---------------------------------+------------------------------+------------|\n"
+    "|---------------------------------+------------------------------+------------+\n"
     "| GPU  Name                       | Bus-Id                       | GPU-Util   |\n"
     "|      vGPU ID     Name           | VM ID     VM Name            | vGPU-Util  |\n"
     "|=================================+==============================+============|\n";
@@ -32,16 +29,18 @@ std::string busIdOf(const nvmlPciInfo_t& pci) {
 
 }  // namespace
 
-void writeActiveListHead(std::ostream& out, const VgpuView& view) {
-  out << timestampLine(view.time) << kBorder;
-  fmt::print(out, "|      ZAN-ML: {}                 Driver Version: {}                |\n",
-             fmtText(view.libraryVersion, 7), fmtText(view.driverVersion, 7));
-  out << kTitles;
+void writeActiveListHead(std::string& text, const VgpuView& view) {
+  join(text, timestampLine(view.time), kBorder);
+  append(text,
+         FMT_COMPILE("|      ZAN-ML: {}                 Driver Version: {}                |\n"),
+         fmtText(view.libraryVersion, 7), fmtText(view.driverVersion, 7));
+  join(text, kTitles);
 }
 
-void writeActiveList(std::ostream& out, std::uint32_t gpu, const VgpuView& view) {
-  fmt::print(out, "| {}   {}   | {}         | {}   |\n", fmtInt(static_cast<std::int32_t>(gpu), 2),
-             fmtText(view.name, 24), fmtText(busIdOf(view.pci), 20), percent(view.gpuUtilization));
+void writeActiveList(std::string& text, std::uint32_t gpu, const VgpuView& view) {
+  append(text, FMT_COMPILE("| {}   {}   | {}         | {}   |\n"),
+         fmtInt(static_cast<std::int32_t>(gpu), 2), fmtText(view.name, 24),
+         fmtText(busIdOf(view.pci), 20), percent(view.gpuUtilization));
   const LatestSamples samples = latestSamples(view.samples);
   // A vGPU without a sample shows the value of the row above it.
   std::uint32_t utilization = 0;
@@ -49,11 +48,11 @@ void writeActiveList(std::ostream& out, std::uint32_t gpu, const VgpuView& view)
     if (const auto sample = samples.find(instance.id); sample != samples.end()) {
       utilization = sample->second.sm;
     }
-    fmt::print(out, "|       {:04x}  {}| {}...  {}|    {}|\n", instance.id,
-               fmtText(instance.typeName, 20), fmtText(instance.vmUuid, 4),
-               fmtText(instance.vmName, 20), percent(utilization));
+    append(text, FMT_COMPILE("|       {:04x}  {}| {}...  {}|    {}|\n"), instance.id,
+           fmtText(instance.typeName, 20), fmtText(instance.vmUuid, 4),
+           fmtText(instance.vmName, 20), percent(utilization));
   }
-  out << kGpuRule;
+  join(text, kGpuRule);
 }
 
 }  // namespace zanctl

@@ -1,48 +1,44 @@
 #include "device/format.h"
 #include "output/labelled_lines.h"
+#include "output/text.h"
 #include "vgpu/views.h"
-
-#include <fmt/ostream.h>
 
 namespace zanctl {
 namespace {
 
-std::string mebibytes(std::uint64_t value) { return fmt::format("{} MiB", value); }
-std::string percent(std::uint32_t value) { return fmt::format("{} %", value); }
-
-void writeInstance(std::ostream& out, const VgpuInstance& instance,
+void writeInstance(std::string& text, const VgpuInstance& instance,
                    const VgpuUtilization& utilization) {
-  writeLine(out, 1, "vGPU ID", fmt::format("{:04x}", instance.id));
-  writeLine(out, 2, "VM UUID", instance.vmUuid);
-  writeLine(out, 2, "VM Name", instance.vmName);
-  writeLine(out, 2, "vGPU Name", instance.typeName);
-  writeLine(out, 2, "vGPU UUID", instance.uuid);
-  writeLine(out, 2, "MDEV UUID", instance.mdevUuid);
-  writeLine(out, 2, "Guest Driver Version", instance.guestDriverVersion);
-  writeLine(out, 2, "ECC Mode", instance.eccMode != 0 ? "Enabled" : "Disabled");
-  writeHeading(out, 2, "PCI");
-  writeLine(out, 3, "Bus Id", instance.busId);
-  writeHeading(out, 2, "Memory Usage");
-  writeLine(out, 3, "Total", mebibytes(instance.memoryTotal));
-  writeLine(out, 3, "Used", mebibytes(instance.memoryUsed));
-  writeLine(out, 3, "Free", mebibytes(instance.memoryFree));
-  writeHeading(out, 2, "Utilization");
-  writeLine(out, 3, "Gpu", percent(utilization.sm));
-  writeLine(out, 3, "Memory", percent(utilization.memory));
-  writeLine(out, 3, "Encoder", percent(utilization.encoder));
-  writeLine(out, 3, "Decoder", percent(utilization.decoder));
+  writeLine(text, 1, "vGPU ID", fmt::format(FMT_COMPILE("{:04x}"), instance.id));
+  writeLine(text, 2, "VM UUID", instance.vmUuid);
+  writeLine(text, 2, "VM Name", instance.vmName);
+  writeLine(text, 2, "vGPU Name", instance.typeName);
+  writeLine(text, 2, "vGPU UUID", instance.uuid);
+  writeLine(text, 2, "MDEV UUID", instance.mdevUuid);
+  writeLine(text, 2, "Guest Driver Version", instance.guestDriverVersion);
+  writeLine(text, 2, "ECC Mode", instance.eccMode != 0 ? "Enabled" : "Disabled");
+  writeHeading(text, 2, "PCI");
+  writeLine(text, 3, "Bus Id", instance.busId);
+  writeHeading(text, 2, "Memory Usage");
+  writeLine(text, 3, "Total", fmt::to_string(instance.memoryTotal), " MiB");
+  writeLine(text, 3, "Used", fmt::to_string(instance.memoryUsed), " MiB");
+  writeLine(text, 3, "Free", fmt::to_string(instance.memoryFree), " MiB");
+  writeHeading(text, 2, "Utilization");
+  writeLine(text, 3, "Gpu", fmt::to_string(utilization.sm), " %");
+  writeLine(text, 3, "Memory", fmt::to_string(utilization.memory), " %");
+  writeLine(text, 3, "Encoder", fmt::to_string(utilization.encoder), " %");
+  writeLine(text, 3, "Decoder", fmt::to_string(utilization.decoder), " %");
 }
 
 }  // namespace
 
-void writeVgpuQuery(std::ostream& out, std::uint32_t /*gpu*/, const VgpuView& view) {
-  fmt::print(out, "GPU: {}\n", busIdText(view.pci));
-  // The count has always been hexadecimal, and scripts have come to read it so.
-  writeLine(out, 1, "Active vGPUs", fmt::format("{:x}", view.instances.size()));
+void writeVgpuQuery(std::string& text, std::uint32_t /*gpu*/, const VgpuView& view) {
+  append(text, FMT_COMPILE("GPU: {}\n"), busIdText(view.pci));
+  // Hexadecimal, like the ids below it.
+  writeLine(text, 1, "Active vGPUs", fmt::format(FMT_COMPILE("{:x}"), view.instances.size()));
   const LatestSamples samples = latestSamples(view.samples);
   for (const VgpuInstance& instance : view.instances) {
     const auto sample = samples.find(instance.id);
-    writeInstance(out, instance, sample == samples.end() ? VgpuUtilization{} : sample->second);
+    writeInstance(text, instance, sample == samples.end() ? VgpuUtilization{} : sample->second);
   }
 }
 

@@ -11,19 +11,22 @@ VgpuView collectVgpuView(std::uint32_t parts, std::time_t time) {
   const auto needs = [parts](ViewPart part) { return (parts & part) != 0; };
   VgpuView view{};
   view.time = time;
-  if (needs(kIdentity)) {
+  if (needs(kVersions)) {
     view.driverVersion = driverVersion();
     view.libraryVersion = libraryVersion();
+  }
+  if (needs(kIdentity)) {
     view.name = attributes::name().value_or(kUnavailableText);
     view.gpuUtilization = attributes::utilization().value_or(nvmlUtilization_t{}).gpu;
   }
-  if (needs(kIdentity) || needs(kPci)) view.pci = attributes::pci().value_or(nvmlPciInfo_t{});
+  const VgpuDetail detail = needs(kNamesAlone) ? VgpuDetail::names : VgpuDetail::all;
+  if (needs(kPci)) view.pci = attributes::pci().value_or(nvmlPciInfo_t{});
   if (needs(kVgpuIds)) view.vgpuIds = readVgpuIds();
-  if (needs(kInstances)) view.instances = readVgpuInstances();
+  if (needs(kInstances)) view.instances = readVgpuInstances(detail);
   if (needs(kSamples)) view.samples = readVgpuSamples();
   if (needs(kProcessSamples)) view.processSamples = readVgpuProcessSamples();
-  if (needs(kSupportedTypes)) view.types = readVgpuTypes(VgpuTypes::supported);
-  if (needs(kCreatableTypes)) view.types = readVgpuTypes(VgpuTypes::creatable);
+  if (needs(kSupportedTypes)) view.types = readVgpuTypes(VgpuTypes::supported, detail);
+  if (needs(kCreatableTypes)) view.types = readVgpuTypes(VgpuTypes::creatable, detail);
   return view;
 }
 

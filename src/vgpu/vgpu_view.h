@@ -14,14 +14,16 @@ namespace zanctl {
 
 // What of the record a view needs; nothing else is read.
 enum ViewPart : std::uint32_t {
-  kIdentity = 1U << 0U,  // versions, name, PCI information and utilisation
-  kPci = 1U << 1U,
-  kVgpuIds = 1U << 2U,
-  kInstances = 1U << 3U,
-  kSamples = 1U << 4U,
-  kProcessSamples = 1U << 5U,
-  kSupportedTypes = 1U << 6U,
-  kCreatableTypes = 1U << 7U,
+  kVersions = 1U << 0U,
+  kIdentity = 1U << 1U,  // name and utilisation
+  kPci = 1U << 2U,
+  kVgpuIds = 1U << 3U,
+  kInstances = 1U << 4U,
+  kSamples = 1U << 5U,
+  kProcessSamples = 1U << 6U,
+  kSupportedTypes = 1U << 7U,
+  kCreatableTypes = 1U << 8U,
+  kNamesAlone = 1U << 9U,  // of instances and types no more than the list and the brief view show
 };
 
 struct VgpuView {

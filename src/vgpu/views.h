@@ -4,27 +4,27 @@
 #include "vgpu/vgpu_view.h"
 
 #include <cstdint>
-#include <iosfwd>
+#include <string>
 
 namespace zanctl {
 
 // The table of the vGPUs that run, 79 characters wide.
-void writeActiveListHead(std::ostream& out, const VgpuView& view);
-void writeActiveList(std::ostream& out, std::uint32_t gpu, const VgpuView& view);
+void writeActiveListHead(std::string& text, const VgpuView& view);
+void writeActiveList(std::string& text, std::uint32_t gpu, const VgpuView& view);
 
 // Everything that is known of each vGPU that runs.
-void writeVgpuQuery(std::ostream& out, std::uint32_t gpu, const VgpuView& view);
+void writeVgpuQuery(std::string& text, std::uint32_t gpu, const VgpuView& view);
 
 // The view's types, by their names alone or with all that is known of them.
-void writeTypeNames(std::ostream& out, std::uint32_t gpu, const VgpuView& view);
-void writeTypes(std::ostream& out, std::uint32_t gpu, const VgpuView& view);
+void writeTypeNames(std::string& text, std::uint32_t gpu, const VgpuView& view);
+void writeTypes(std::string& text, std::uint32_t gpu, const VgpuView& view);
 
 // A row for each sample of a vGPU.
-void writeUtilizationHead(std::ostream& out, const VgpuView& view);
-void writeUtilization(std::ostream& out, std::uint32_t gpu, const VgpuView& view);
+void writeUtilizationHead(std::string& text, const VgpuView& view);
+void writeUtilization(std::string& text, std::uint32_t gpu, const VgpuView& view);
 
 // A row for each sample of a process inside a vGPU.
-void writeProcessUtilizationHead(std::ostream& out, const VgpuView& view);
-void writeProcessUtilization(std::ostream& out, std::uint32_t gpu, const VgpuView& view);
+void writeProcessUtilizationHead(std::string& text, const VgpuView& view);
+void writeProcessUtilization(std::string& text, std::uint32_t gpu, const VgpuView& view);
 
 }  // namespace zanctl

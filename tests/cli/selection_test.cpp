@@ -1,6 +1,5 @@
-#include "cli/selection.h"
-
-#include "cli/options.h"
+#include "request/option_values.h"
+#include "request/options.h"
 #include "support/fake_library.h"
 
 #include <fmt/format.h>

@@ -24,11 +24,11 @@ Verdict validate(const std::string& commandLine) {
   argv.reserve(arguments.size());
   for (const std::string& argument : arguments) argv.push_back(argument.c_str());
   CommandOptions options;
-  Grammar grammar(options);
-  grammar.parse(argv);
   std::ostringstream out;
   std::ostringstream errors;
-  const int status = validateCommandLine(grammar, options, out, errors);
+  Grammar grammar(options, argv, out, errors);
+  EXPECT_EQ(grammar.parse(), std::nullopt) << commandLine;
+  const int status = validateCommandLine(grammar, options, out);
   return {status, out.str(), errors.str()};
 }
 

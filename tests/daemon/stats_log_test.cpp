@@ -2,7 +2,7 @@
 
 #include "daemon/line_reader.h"
 #include "daemon/stats_format.h"
-#include "output/option_text.h"
+#include "request/option_values.h"
 
 #include <gtest/gtest.h>
 
@@ -26,7 +26,7 @@ constexpr const char* kRecord =
     " 10:00:00     0   250    65     -    85    47    12    40  1200  1446";
 
 TEST(StatsLine, hasFixedColumnsAndDashesForWhatIsUnavailable) {
-  const MonitorReading reading{250, 65, 0, 0, 85, 47, 1446, 1200, 12, 40};
+  const MonitorReading reading{250, 65, 85, 47, 12, 40, 1446, 1200, {}, {}};
   EXPECT_EQ(statsLine("10:00:00", 0, reading), std::string(kRecord) + "\n");
   EXPECT_EQ(std::string_view(kRecord).size(), kStatsHeader1.size());
   EXPECT_EQ(kStatsHeader1.size(), 69U);

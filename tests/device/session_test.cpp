@@ -105,13 +105,13 @@ TEST_F(SessionTest, readsTheResetMarkerInASessionOfItsOwn) {
     *status = gpuOf(device) == 0 ? 1 : 0;
     return answer;
   });
-  EXPECT_EQ(controller().readResetStatus(), 1);
-  EXPECT_EQ(controller().startupDeviceCount(), 3U);
+  EXPECT_EQ(controller().readResetStatus().resetStatus, 1);
+  EXPECT_EQ(controller().readResetStatus().deviceCount, 3U);
   EXPECT_FALSE(session().initialised);
   answer = NVML_ERROR_NOT_SUPPORTED;
-  EXPECT_EQ(controller().readResetStatus(), std::nullopt);
+  EXPECT_EQ(controller().readResetStatus().resetStatus, 0);
   handleLimit = 0;
-  EXPECT_EQ(controller().readResetStatus(), std::nullopt);
+  EXPECT_EQ(controller().readResetStatus().resetStatus, 0);
   EXPECT_EQ(initCount, shutdownCount) << "every start is balanced, also where a step failed";
 }
 

@@ -4,9 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include <sstream>
-
-#include <unistd.h>
+#include <string>
 
 namespace zanctl {
 namespace {
@@ -40,9 +38,9 @@ TEST(VpuShares, areTruncatedAndSafeFromATotalOfZero) {
 }
 
 std::string header(const MonitorColumns& columns) {
-  std::ostringstream out;
-  writeMonitorHeader(out, columns);
-  return out.str();
+  std::string text;
+  writeMonitorHeader(text, columns);
+  return text;
 }
 
 TEST(DeviceMonitor, widensEngineColumnsFromTheTenthOn) {
@@ -54,55 +52,41 @@ TEST(DeviceMonitor, widensEngineColumnsFromTheTenthOn) {
             "jpu4  jpu5  jpu6  jpu7  jpu8  jpu9  jpu10  vpu\n"
             "#Idx     W     C     C     %     %     %     %   MHz   MHz     %     %     %     %   "
             "  %     %     %     %     %     %      %    %\n");
-  std::ostringstream out;
+  std::string text;
   MonitorLine line{3, {}, {1, 22, 100}, {}};
-  line.reading = {kUnavailable, 61, 0, 0, 97, 41, 1410, 1215, 5, 6};
-  writeMonitorLine(out, columns, line, 0);
-  EXPECT_EQ(out.str(),
+  line.reading = {kUnavailable, 61, 97, 41, 5, 6, 1410, 1215, {}, {}};
+  writeMonitorLine(text, columns, line, 0);
+  EXPECT_EQ(text,
             "   3     -    61     -    97    41     5     6  1215  1410     1    22   100     -    "
             " -     -     -     -     -     -      -    -\n");
 }
 
-TEST(ProcessMonitor, dividesTheGpuAmongTheOthers) {
-  const auto own = static_cast<std::uint32_t>(getpid());
-  const auto parent = static_cast<std::uint32_t>(getppid());
-  ProcessUsage usage{};
-  usage.memoryTotal = 100;
-  usage.utilization = {.gpu = 90, .memory = 50, .encoder = 1, .decoder = 0};
-  usage.processes = {{own, 10}, {parent, 1}, {4'100'000'000, 50}, {parent, 0}};
-  const auto lines = processLines(usage);
-  ASSERT_EQ(lines.size(), 2U) << "neither our own nor one that is gone";
-  EXPECT_EQ(lines[0].sm, 30U);
-  EXPECT_EQ(lines[0].memory, 1U);
-  EXPECT_EQ(lines[0].encoder, 0U);
-  EXPECT_EQ(lines[1].memory, 0U);
-  usage.memoryTotal = 0;
-  EXPECT_EQ(processLines(usage).front().memory, 0U);
-  usage.memoryTotal = 1000;
-  usage.processes = {{own, 10}};
-  EXPECT_TRUE(processLines(usage).empty());
-  usage.processes = {{parent, 991}};
-  EXPECT_EQ(processLines(usage).front().memory, 100U) << "the share is rounded up";
-}
-
-TEST(ProcessMonitor, showsNoShareAsADash) {
-  std::ostringstream out;
-  writeProcessLines(out, {}, 7, {{4711, 45, 1, 0, 12, "train -v"}}, 0);
-  writeProcessLines(out, {}, 12, {}, 0);
-  EXPECT_EQ(out.str(),
-            "   7       4711     C    45     1     -    12   train -v\n"
-            "  12          -     -     -     -     -     -   -\n");
+TEST(ProcessMonitor, showsADashWhereTheGpuOrTheProcessHasNothing) {
+  const GpuLoad load{.memoryTotal = 100, .sm = 90, .encoder = 1, .decoder = 0, .processCount = 2};
+  std::string text;
+  for (const std::uint64_t used : {1U, 0U, 100U, 200U}) {
+    writeProcessLine(text, "   7", load, {4711, "train -v", used, false});
+  }
+  writeProcessLine(text, "   7", {0, 0, 0, 0, 1}, {1, "x", 5, false});
+  EXPECT_EQ(text,
+            "   7       4711     C    45     1     0     -   train -v\n"
+            "   7       4711     C    45     -     0     -   train -v\n"
+            "   7       4711     C    45   100     0     -   train -v\n"
+            "   7       4711     C    4518262276632972456300     0     -   train -v\n"
+            "   7          1     C     -     0     -     -   x\n");
 }
 
 TEST(Statistics, printAllOnesAsUnavailableAndHugeValuesSigned) {
-  StatsReading reading{};
+  MonitorReading reading;
   reading.power = kUnavailable;
   reading.temperature = kUnavailable - 1;
+  reading.gpuUtil = 0;
   reading.violationTime = 18'446'744'073'709'551'615ULL;
-  reading.throttled = true;
+  reading.throttleReasons = 1U << 31U;
   EXPECT_EQ(metricText(0, reading), "N/A");
   EXPECT_EQ(metricText(1, reading), "-2");
   EXPECT_EQ(metricText(2, reading), "0");
+  EXPECT_EQ(metricText(3, reading), "N/A");
   EXPECT_EQ(metricText(8, reading), "18446744073709551615");
   EXPECT_EQ(metricText(9, reading), "1");
 }

@@ -1,7 +1,6 @@
 #include "output/pass_loop.h"
 
-#include "device/readers.h"
-#include "output/option_text.h"
+#include "request/option_values.h"
 
 #include <gtest/gtest.h>
 
@@ -9,6 +8,7 @@
 #include <fstream>
 #include <iterator>
 #include <limits>
+#include <sstream>
 #include <string>
 
 #include <sys/stat.h>
@@ -27,17 +27,15 @@ class PassLoopTest : public testing::Test {
   }
 
   std::string name;
+  std::ostringstream messages;
 };
 
-TEST_F(PassLoopTest, runsThePassesCountedAndEmptiesTheBoardPowerEachTime) {
-  Output output(name);
+TEST_F(PassLoopTest, runsThePassesCounted) {
+  Output output(name, messages);
   LoopPlan plan;
   plan.passCount = 3;
-  const LoopEnd end = runPasses(output, plan, [](const Pass& pass) {
-    EXPECT_TRUE(boardPowerTable().empty());
-    boardPowerTable()[1] = 1;
-    pass.out << pass.number << "\n";
-  });
+  const LoopEnd end = runPasses(
+      output, plan, [](const Pass& pass) { pass.text() += std::to_string(pass.number) + "\n"; });
   EXPECT_EQ(end, LoopEnd::finished);
   EXPECT_EQ(content(), "0\n1\n2\n");
   struct stat status {};
@@ -47,8 +45,8 @@ TEST_F(PassLoopTest, runsThePassesCountedAndEmptiesTheBoardPowerEachTime) {
 
 TEST_F(PassLoopTest, endsWhenTheFileVanishes) {
   for (const bool directoryInstead : {false, true}) {
-    testing::internal::CaptureStdout();
-    Output output(name);
+    messages.str("");
+    Output output(name, messages);
     int passes = 0;
     const LoopEnd end = runPasses(output, LoopPlan{}, [&](const Pass&) {
       if (++passes < 2) return;
@@ -57,26 +55,23 @@ TEST_F(PassLoopTest, endsWhenTheFileVanishes) {
     });
     EXPECT_EQ(end, LoopEnd::outputLost);
     EXPECT_EQ(passes, 2);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
-              "Failed to write the log file " + name + "\n");
+    EXPECT_EQ(messages.str(), "Failed to write the log file " + name + "\n");
   }
   std::remove(name.c_str());
 }
 
 TEST_F(PassLoopTest, looksForTheFileAfterTheLastPassOnlyWhereAsked) {
   for (const LastPass lastPass : {LastPass::unchecked, LastPass::checked}) {
-    testing::internal::CaptureStdout();
-    Output output(name);
+    Output output(name, messages);
     LoopPlan plan = onceOrEvery(0);
     plan.lastPass = lastPass;
     const LoopEnd end = runPasses(output, plan, [&](const Pass&) { std::remove(name.c_str()); });
     EXPECT_EQ(end == LoopEnd::outputLost, lastPass == LastPass::checked);
-    testing::internal::GetCapturedStdout();
   }
 }
 
-TEST(PassLoop, endsWithThePassThatSaysSo) {
-  Output output("");
+TEST_F(PassLoopTest, endsWithThePassThatSaysSo) {
+  Output output("", messages);
   std::uint64_t last = 0;
   const LoopEnd end = runPassesUntilStopped(output, LoopPlan{}, [&last](const Pass& pass) {
     last = pass.number;
@@ -86,17 +81,16 @@ TEST(PassLoop, endsWithThePassThatSaysSo) {
   EXPECT_EQ(last, 2U);
 }
 
-TEST(PassLoop, endsAtOnceWhenTheDiskIsFull) {
-  testing::internal::CaptureStdout();
-  Output output("/dev/full");
+TEST_F(PassLoopTest, endsAtOnceWhenTheDiskIsFull) {
+  Output output("/dev/full", messages);
   int passes = 0;
   const LoopEnd end = runPasses(output, onceOrEvery(1), [&](const Pass& pass) {
     ++passes;
-    pass.out << "line\n";
+    pass.text() += "line\n";
   });
   EXPECT_EQ(end, LoopEnd::outputLost);
   EXPECT_EQ(passes, 1);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "Failed to write the log file /dev/full\n");
+  EXPECT_EQ(messages.str(), "Failed to write the log file /dev/full\n");
 }
 
 TEST(OptionText, readsTheNumberAtTheStart) {

@@ -60,18 +60,11 @@ Names flagsOf(const Line& line) {
 
 // By command, "" for the program itself.
 std::map<std::string, Names> grammarFlags() {
-  CommandOptions options;
-  const Grammar grammar(options);
   std::map<std::string, Names> flags;
-  const auto collect = [&flags](const CLI::App& app, const std::string& name) {
-    for (const CLI::Option* option : app.get_options()) {
-      for (const std::string& flag : option->get_snames()) flags[name].insert("-" + flag);
-      for (const std::string& flag : option->get_lnames()) flags[name].insert("--" + flag);
+  for (const CommandFacts& command : describeGrammar()) {
+    for (const OptionFacts& option : command.options) {
+      flags[command.name].insert(option.names.begin(), option.names.end());
     }
-  };
-  collect(grammar.app(), "");
-  for (const CLI::App* command : grammar.app().get_subcommands(nullptr)) {
-    collect(*command, command->get_name());
   }
   return flags;
 }

@@ -1,7 +1,7 @@
 // A management library made of functions that a test binds one by one. Everything else is missing.
 #pragma once
 
-#include "device/readers.h"
+#include "device/board_power.h"
 #include "device/session.h"
 #include "support/held_devices.h"
 #include "zanml/library.h"

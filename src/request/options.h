@@ -11,6 +11,9 @@ inline constexpr const char* kUnset = "Hq3&Tn8wLk#VPa5z";
 
 inline bool given(const std::string& text) { return text != kUnset; }
 
+// What a runner returns that wants the help of its subcommand to be shown.
+inline constexpr int kHelpAsked = 1;
+
 struct DmonOptions {
   std::string id = kUnset;
   std::string delay = kUnset;
