@@ -5,6 +5,7 @@
 //
 // To be run by zansim with a virtual clock, so that no pass waits, and with a copy of soak.json,
 // which is rewritten all the while. The exit status is 1 when something has grown.
+#include "bench/usage.h"
 #include "cli/options.h"
 #include "daemon/sampling.h"
 #include "device/session.h"
@@ -31,7 +32,6 @@
 #include <vector>
 
 #include <malloc.h>
-#include <sys/resource.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -59,12 +59,7 @@ struct Figures {
   std::ptrdiff_t files = 0;                                    // open
 };
 
-double processorTime() {
-  rusage usage{};
-  getrusage(RUSAGE_SELF, &usage);
-  return static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) * 1e6 +
-         static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec);
-}
+double processorTime() { return processorSeconds(ownUsage()) * 1e6; }  // microseconds
 
 std::size_t residentMemory() {
   std::ifstream statm("/proc/self/statm");
