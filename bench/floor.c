@@ -1,133 +1,32 @@
 /* The least a command can cost: the same calls of the management library, and as many bytes
  * written.
  *
- *   floor COMMAND BYTES     COMMAND is one of summary, list, properties, report, dmon
+ *   floor BYTES CALL...     the calls, as bench/constant_library.c writes them down: those that are
+ *                           on no GPU once, the others on every GPU
  *
- * scripts/floor compares its calls with the command's own. */
+ * Beside them, as every command does: one session to learn whether a reset is under way, and one
+ * for the work. */
 #include <dlfcn.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
-enum { kMaxDevices = 256 };
-
-enum Shape {
-  kValue,  /* (device, result) */
-  kPair,   /* (device, result, result) */
-  kText,   /* (device, text, length) */
-  kChoice, /* (device, choice, result) */
-  kClock,  /* (device, choice, clock id, result) */
-  kList,   /* (device, count, null) */
-  kPages   /* (device, cause, count, null) */
-};
-
-struct Call {
-  const char* name;
-  enum Shape shape;
-  unsigned argument;
-};
-
-static const struct Call kDeviceInfo[] = {{"nvmlDeviceGetName", kText, 64},
-                                          {"nvmlDeviceGetUUID", kText, 80},
-                                          {"nvmlDeviceGetMinorNumber", kValue, 0},
-                                          {"nvmlDeviceGetComputeMode", kValue, 0},
-                                          {"nvmlDeviceGetCudaComputeCapability", kPair, 0},
-                                          {"nvmlDeviceGetPciInfo", kValue, 0},
-                                          {"nvmlDeviceGetBoardId", kValue, 0},
-                                          {"nvmlDeviceGetMultiGpuBoard", kValue, 0},
-                                          {"zanmlDeviceGetBoardPosition", kValue, 0},
-                                          {"nvmlDeviceGetSerial", kText, 30},
-                                          {"nvmlDeviceGetBoardPartNumber", kText, 30},
-                                          {"nvmlDeviceGetCurrPcieLinkGeneration", kValue, 0},
-                                          {"nvmlDeviceGetCurrPcieLinkWidth", kValue, 0},
-                                          {"nvmlDeviceGetMaxPcieLinkGeneration", kValue, 0},
-                                          {"nvmlDeviceGetMaxPcieLinkWidth", kValue, 0},
-                                          {"nvmlDeviceGetVirtualizationMode", kValue, 0},
-                                          {"nvmlDeviceGetHostVgpuMode", kValue, 0},
-                                          {"nvmlDeviceGetFanSpeed", kValue, 0},
-                                          {"nvmlDeviceGetPcieThroughput", kChoice, 0},
-                                          {"nvmlDeviceGetPcieThroughput", kChoice, 1},
-                                          {NULL, kValue, 0}};
-static const struct Call kSummaryReading[] = {{"nvmlDeviceGetTemperature", kChoice, 0},
-                                              {"nvmlDeviceGetFanSpeed", kValue, 0},
-                                              {"nvmlDeviceGetPowerUsage", kValue, 0},
-                                              {"nvmlDeviceGetEnforcedPowerLimit", kValue, 0},
-                                              {"zanmlDeviceGetBoardPowerUsage", kValue, 0},
-                                              {"zanmlDeviceGetBoardPowerLimit", kValue, 0},
-                                              {"nvmlDeviceGetUtilizationRates", kValue, 0},
-                                              {"nvmlDeviceGetMemoryInfo", kValue, 0},
-                                              {"nvmlDeviceGetClock", kClock, 1},
-                                              {"nvmlDeviceGetClock", kClock, 2},
-                                              {"nvmlDeviceGetPerformanceState", kValue, 0},
-                                              {NULL, kValue, 0}};
-static const struct Call kProcesses[] = {{"nvmlDeviceGetComputeRunningProcesses", kList, 0},
-                                         {"getDeviceVgpuPids", kValue, 0},
-                                         {NULL, kValue, 0}};
-static const struct Call kProperties[] = {{"nvmlDeviceGetName", kText, 64},
-                                          {"nvmlDeviceGetTemperature", kChoice, 0},
-                                          {"nvmlDeviceGetUtilizationRates", kValue, 0},
-                                          {"nvmlDeviceGetMemoryInfo", kValue, 0},
-                                          {"nvmlDeviceGetPowerUsage", kValue, 0},
-                                          {NULL, kValue, 0}};
-static const struct Call kReportSections[] = {{"nvmlDeviceGetMemoryInfo", kValue, 0},
-                                              {"nvmlDeviceGetUtilizationRates", kValue, 0},
-                                              {"nvmlDeviceGetEncoderUtilization", kPair, 0},
-                                              {"nvmlDeviceGetDecoderUtilization", kPair, 0},
-                                              {"nvmlDeviceGetEccMode", kPair, 0},
-                                              {"nvmlDeviceGetTemperature", kChoice, 0},
-                                              {"nvmlDeviceGetTemperatureThreshold", kChoice, 0},
-                                              {"nvmlDeviceGetTemperatureThreshold", kChoice, 1},
-                                              {"nvmlDeviceGetTemperatureThreshold", kChoice, 3},
-                                              {"nvmlDeviceGetPowerUsage", kValue, 0},
-                                              {"nvmlDeviceGetPowerManagementLimit", kValue, 0},
-                                              {"zanmlDeviceGetBoardPowerUsage", kValue, 0},
-                                              {"zanmlDeviceGetBoardPowerLimit", kValue, 0},
-                                              {"nvmlDeviceGetBoardId", kValue, 0},
-                                              {"nvmlDeviceGetClockInfo", kChoice, 1},
-                                              {"nvmlDeviceGetClockInfo", kChoice, 2},
-                                              {"nvmlDeviceGetMaxClockInfo", kChoice, 1},
-                                              {"nvmlDeviceGetMaxClockInfo", kChoice, 2},
-                                              {"nvmlDeviceGetComputeMode", kValue, 0},
-                                              {"nvmlDeviceGetPerformanceState", kValue, 0},
-                                              {"nvmlDeviceGetRetiredPages", kPages, 0},
-                                              {"nvmlDeviceGetRetiredPages", kPages, 1},
-                                              {NULL, kValue, 0}};
-static const struct Call kMonitorSample[] = {
-    {"nvmlDeviceGetBoardId", kValue, 0},           {"zanmlDeviceGetBoardPosition", kValue, 0},
-    {"zanmlDeviceGetBoardPowerUsage", kValue, 0},  {"nvmlDeviceGetTemperature", kChoice, 0},
-    {"nvmlDeviceGetUtilizationRates", kValue, 0},  {"nvmlDeviceGetClockInfo", kChoice, 1},
-    {"nvmlDeviceGetClockInfo", kChoice, 2},        {"nvmlDeviceGetEncoderUtilization", kPair, 0},
-    {"nvmlDeviceGetDecoderUtilization", kPair, 0}, {NULL, kValue, 0}};
-
-enum Versions { kNoVersions = 0, kDriverVersions = 1, kLibraryVersion = 2 };
-
-static const struct Command {
-  const char* name;
-  int versions;
-  const struct Call* groups[4];
-} kCommands[] = {
-    {"list", kNoVersions, {kDeviceInfo}},
-    {"summary", kDriverVersions | kLibraryVersion, {kDeviceInfo, kSummaryReading, kProcesses}},
-    {"properties", kNoVersions, {kProperties}},
-    {"report", kDriverVersions, {kDeviceInfo, kReportSections, kProcesses}},
-    {"dmon", kNoVersions, {kMonitorSample}},
-};
+enum { kMostGpus = 256, kMostCalls = 64, kLongestName = 64 };
 
 typedef void (*Operation)(void);
-typedef int (*SessionOperation)(void);
-typedef int (*ValueOperation)(void*, void*);
-typedef int (*PairOperation)(void*, void*, void*);
-typedef int (*TextOperation)(void*, char*, unsigned);
-typedef int (*ChoiceOperation)(void*, int, void*);
-typedef int (*ClockOperation)(void*, int, int, void*);
-typedef int (*ListOperation)(void*, unsigned*, void*);
-typedef int (*PagesOperation)(void*, int, unsigned*, void*);
 
-static void* libraryHandle;
+/* What stands behind the colon: how the operation is called, and with what. */
+struct Call {
+  Operation operation;
+  char shape;
+  int argument;
+};
+
+static void* library;
 
 static Operation find(const char* name) {
   Operation operation;
-  *(void**)&operation = dlsym(libraryHandle, name);
+  *(void**)&operation = dlsym(library, name);
   if (operation == NULL) {
     fprintf(stderr, "floor: the library lacks %s\n", name);
     exit(1);
@@ -135,86 +34,87 @@ static Operation find(const char* name) {
   return operation;
 }
 
-static void call(Operation operation, const struct Call* how, void* device) {
-  unsigned long first[64];
-  unsigned long second;
+static struct Call parse(const char* text) {
+  char name[kLongestName] = "";
+  const char* const colon = strchr(text, ':');
+  if (colon == NULL || colon - text >= kLongestName) {
+    fprintf(stderr, "floor: %s is no call\n", text);
+    exit(2);
+  }
+  memcpy(name, text, (size_t)(colon - text));
+  return (struct Call){find(name), colon[1], atoi(colon + 2)};
+}
+
+static int isOnSystem(const struct Call* call) { return call->shape == 's' || call->shape == 'n'; }
+
+static void make(const struct Call* call, void* device) {
+  static unsigned long result[64];
+  static unsigned long other[2];
+  const int argument = call->argument;
   unsigned count = 0;
-  const int choice = (int)how->argument;
-  switch (how->shape) {
-    case kValue:
-      ((ValueOperation)operation)(device, first);
+  switch (call->shape) {
+    case 's': /* (text, size) */
+      ((int (*)(char*, unsigned))call->operation)((char*)result, (unsigned)argument);
       break;
-    case kPair:
-      ((PairOperation)operation)(device, first, &second);
+    case 'n': /* (result) */
+      ((int (*)(void*))call->operation)(result);
       break;
-    case kText:
-      ((TextOperation)operation)(device, (char*)first, how->argument);
+    case 't': /* (device, text, size) */
+      ((int (*)(void*, char*, unsigned))call->operation)(device, (char*)result, (unsigned)argument);
       break;
-    case kChoice:
-      ((ChoiceOperation)operation)(device, choice, first);
+    case 'v': /* (device, result) */
+      ((int (*)(void*, void*))call->operation)(device, result);
       break;
-    case kClock:
-      ((ClockOperation)operation)(device, choice, 0, first);
+    case 'p': /* (device, result, result) */
+      ((int (*)(void*, void*, void*))call->operation)(device, result, other);
       break;
-    case kList:
-      ((ListOperation)operation)(device, &count, NULL);
+    case 'c': /* (device, choice, result) */
+      ((int (*)(void*, int, void*))call->operation)(device, argument, result);
       break;
-    case kPages:
-      ((PagesOperation)operation)(device, choice, &count, NULL);
+    case 'k': /* (device, type of the clock, current, result) */
+      ((int (*)(void*, int, int, void*))call->operation)(device, argument, 0, result);
       break;
+    case 'l': /* (device, count, entries) */
+      count = (unsigned)argument;
+      ((int (*)(void*, unsigned*, void*))call->operation)(device, &count, result);
+      break;
+    case 'r': /* (device, cause, count, entries) */
+      ((int (*)(void*, int, unsigned*, void*))call->operation)(device, argument, &count, NULL);
+      break;
+    default:
+      fprintf(stderr, "floor: no way to make a call of the shape %c\n", call->shape);
+      exit(2);
   }
 }
 
-static void readVersions(int versions) {
-  char text[80];
-  int number;
-  if (versions & kLibraryVersion) {
-    ((int (*)(char*, unsigned))find("nvmlSystemGetNVMLVersion"))(text, sizeof text);
-  }
-  if (versions & kDriverVersions) {
-    ((int (*)(char*, unsigned))find("nvmlSystemGetDriverVersion"))(text, sizeof text);
-    ((int (*)(int*))find("nvmlSystemGetCudaDriverVersion_v2"))(&number);
-  }
-}
-
-static void readDevices(const struct Command* command, void* const* devices, unsigned count) {
-  const struct Call* calls[64];
-  Operation operations[64];
-  unsigned rows = 0;
-  for (const struct Call* const* group = command->groups; *group != NULL; ++group) {
-    for (const struct Call* row = *group; row->name != NULL; ++row, ++rows) {
-      calls[rows] = row;
-      operations[rows] = find(row->name);
-    }
-  }
-  for (unsigned device = 0; device < count; ++device) {
-    for (unsigned row = 0; row < rows; ++row) call(operations[row], calls[row], devices[device]);
-  }
-}
-
-/* As every command does: one session to learn whether a reset is under way, one for the work. */
-static void run(const struct Command* command) {
-  const SessionOperation init = (SessionOperation)find("nvmlInit");
-  const SessionOperation shutdown = (SessionOperation)find("nvmlShutdown");
-  int (*const countDevices)(unsigned*) = (int (*)(unsigned*))find("nvmlDeviceGetCount_v2");
+static void run(const struct Call* calls, unsigned callCount) {
+  int (*const init)(void) = (int (*)(void))find("nvmlInit");
+  int (*const shutdown)(void) = (int (*)(void))find("nvmlShutdown");
+  int (*const countGpus)(unsigned*) = (int (*)(unsigned*))find("nvmlDeviceGetCount_v2");
   int (*const getHandle)(unsigned, void**) =
       (int (*)(unsigned, void**))find("nvmlDeviceGetHandleByIndex_v2");
-  void* devices[kMaxDevices];
-  unsigned count = 0;
-  int status;
+  const struct Call resetStatus = {find("zanmlDeviceGetResetStatus"), 'v', 0};
+  void* devices[kMostGpus];
+  unsigned gpus = 0;
 
   init();
-  countDevices(&count);
+  countGpus(&gpus);
   getHandle(0, &devices[0]);
-  ((ValueOperation)find("zanmlDeviceGetResetStatus"))(devices[0], &status);
+  make(&resetStatus, devices[0]);
   shutdown();
 
   init();
-  countDevices(&count);
-  if (count > kMaxDevices) count = kMaxDevices;
-  for (unsigned index = 0; index < count; ++index) getHandle(index, &devices[index]);
-  readVersions(command->versions);
-  readDevices(command, devices, count);
+  countGpus(&gpus);
+  if (gpus > kMostGpus) gpus = kMostGpus;
+  for (unsigned gpu = 0; gpu < gpus; ++gpu) getHandle(gpu, &devices[gpu]);
+  for (unsigned i = 0; i < callCount; ++i) {
+    if (isOnSystem(&calls[i])) make(&calls[i], NULL);
+  }
+  for (unsigned gpu = 0; gpu < gpus; ++gpu) {
+    for (unsigned i = 0; i < callCount; ++i) {
+      if (!isOnSystem(&calls[i])) make(&calls[i], devices[gpu]);
+    }
+  }
   shutdown();
 }
 
@@ -224,18 +124,18 @@ static int writeBytes(size_t bytes) {
 }
 
 int main(int argc, char** argv) {
-  const struct Command* command = kCommands;
-  const struct Command* const end = kCommands + sizeof kCommands / sizeof *kCommands;
-  while (argc == 3 && command != end && strcmp(argv[1], command->name) != 0) ++command;
-  if (argc != 3 || command == end) {
-    fprintf(stderr, "usage: floor summary|list|properties|report|dmon BYTES\n");
+  struct Call calls[kMostCalls];
+  const unsigned callCount = (unsigned)argc - 2;
+  if (argc < 2 || callCount > kMostCalls) {
+    fprintf(stderr, "usage: floor BYTES CALL...\n");
     return 2;
   }
-  libraryHandle = dlopen("libzanml.so", RTLD_NOW);
-  if (libraryHandle == NULL) {
+  library = dlopen("libzanml.so", RTLD_NOW);
+  if (library == NULL) {
     fprintf(stderr, "floor: %s\n", dlerror());
     return 1;
   }
-  run(command);
-  return writeBytes(strtoul(argv[2], NULL, 10));
+  for (unsigned i = 0; i < callCount; ++i) calls[i] = parse(argv[i + 2]);
+  run(calls, callCount);
+  return writeBytes(strtoul(argv[1], NULL, 10));
 }

@@ -4,6 +4,8 @@
 //
 // The least user and system time, the least wall time and the most memory of all runs. Standard
 // output of the command is thrown away.
+#include "bench/usage.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -13,7 +15,6 @@
 #include <limits>
 
 #include <fcntl.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -24,10 +25,6 @@ struct Cost {
   double wallMs;
   double memoryMb;
 };
-
-double milliseconds(const timeval& time) {
-  return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_usec) / 1e3;
-}
 
 Cost measure(char** command) {
   const auto start = std::chrono::steady_clock::now();
@@ -45,7 +42,7 @@ Cost measure(char** command) {
     fmt::print(stderr, "{}: failed\n", command[0]);
     std::exit(1);
   }
-  return {milliseconds(usage.ru_utime) + milliseconds(usage.ru_stime), wall.count(),
+  return {zanctl::processorSeconds(usage) * 1e3, wall.count(),
           static_cast<double>(usage.ru_maxrss) / 1024};
 }
 

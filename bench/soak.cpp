@@ -5,6 +5,7 @@
 //
 // To be run by zansim with a virtual clock, so that no pass waits, and with a copy of soak.json,
 // which is rewritten all the while. The exit status is 1 when something has grown.
+#include "bench/usage.h"
 #include "daemon/sampling.h"
 #include "device/session.h"
 #include "device/time.h"
@@ -12,7 +13,6 @@
 #include "monitors/process_monitor.h"
 #include "monitors/statistics.h"
 #include "reports/summary.h"
-#include "request/options.h"
 #include "vgpu/display_loop.h"
 
 #include <fmt/format.h>
@@ -31,7 +31,6 @@
 #include <vector>
 
 #include <malloc.h>
-#include <sys/resource.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -59,12 +58,7 @@ struct Figures {
   std::ptrdiff_t files = 0;                                    // open
 };
 
-double processorTime() {
-  rusage usage{};
-  getrusage(RUSAGE_SELF, &usage);
-  return static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) * 1e6 +
-         static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec);
-}
+double processorTime() { return processorSeconds(ownUsage()) * 1e6; }  // microseconds
 
 std::size_t residentMemory() {
   std::ifstream statm("/proc/self/statm");
@@ -184,21 +178,21 @@ constexpr std::array<Body, 6> kBodies = {{
      [] {
        DmonOptions options;
        options.options = "DJTV";
-       runDeviceMonitor(options);
+       runDeviceMonitor(options, std::cout);
      }},
     {"pmon",
      [] {
        PmonOptions options;
        options.options = "DT";
-       runProcessMonitor(options);
+       runProcessMonitor(options, std::cout);
      }},
-    {"stats", [] { runStatistics({}); }},
-    {"summary", [] { printSummary({}, "", 1); }},
+    {"stats", [] { runStatistics({}, std::cout); }},
+    {"summary", [] { runSummary({{}, "1", ""}, std::cout); }},
     {"vgpu -u",
      [] {
        VgpuOptions options;
        options.utilization = true;
-       runVgpu(options);
+       runVgpu(options, std::cout);
      }},
     {"daemon", runDaemonCycles},
 }};

@@ -1,14 +1,14 @@
-// The stats log's figures: a sampling cycle of 8 GPUs over a library that answers at once, and the
-// validation and the playback of the log of a whole day with a cycle every second.
+// The stats log's figures: a sampling cycle of 8 GPUs over a library that answers constants, and
+// the validation and the playback of the log of a whole day with a cycle every second.
 //
 //   bench_stats_log DIRECTORY
 //
 // The directory is left with the day's log, "dmon-2026-03-07", for whoever wants to compare.
+#include "bench/usage.h"
 #include "daemon/line_reader.h"
 #include "daemon/playback.h"
 #include "daemon/sampling.h"
 #include "device/session.h"
-#include "support/held_devices.h"
 
 #include <fmt/format.h>
 
@@ -17,7 +17,6 @@
 #include <string>
 
 #include <fcntl.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 namespace {
@@ -28,30 +27,7 @@ constexpr std::uint32_t kGpus = 8;
 constexpr std::time_t kMidnight = 1772841600;  // 7 March 2026, UTC
 constexpr int kDay = 24 * 60 * 60;
 
-rusage ownUsage() {
-  rusage usage{};
-  getrusage(RUSAGE_SELF, &usage);
-  return usage;
-}
-
-double cpuSeconds() {
-  const rusage usage = ownUsage();
-  return static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
-         static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
-}
-
-void holdMachine() {
-  holdDevices(kGpus);
-  library().nvmlDeviceGetTemperature.bind(
-      [](nvmlDevice_t, nvmlTemperatureSensors_t, unsigned int* celsius) {
-        *celsius = 65;
-        return NVML_SUCCESS;
-      });
-  library().nvmlDeviceGetClockInfo.bind([](nvmlDevice_t, nvmlClockType_t, unsigned int* clock) {
-    *clock = 1410;
-    return NVML_SUCCESS;
-  });
-}
+double cpuSeconds() { return processorSeconds(ownUsage()); }
 
 void runCycles(Sampling& sampling, int first, int end) {
   for (int second = first; second < end; ++second) {
@@ -93,7 +69,8 @@ int main(int argc, char** argv) {
     return 2;
   }
   setenv("TZ", "UTC0", 1);
-  holdMachine();
+  setenv("CONSTANT_GPUS", fmt::to_string(kGpus).c_str(), 1);
+  openSession(kGpus);
   Sampling sampling(StatsLog(argv[1], ""), {});
   runCycles(sampling, 0, 100);
   const long before = ownUsage().ru_maxrss;
