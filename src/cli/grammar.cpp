@@ -261,13 +261,14 @@ bool isEmptyAttachedValue(const char* argument) {
          std::strchr(argument, '=') == argument + length - 1;
 }
 
-// Every option of every subcommand that is wanted, and of the program itself.
-template <typename WantsOptions>
-void build(CLI::App& app, CommandOptions& options, const WantsOptions& wantsOptions) {
+// Every subcommand that is wanted, and the options of the program itself.
+template <typename IsWanted>
+void build(CLI::App& app, CommandOptions& options, const IsWanted& isWanted) {
   for (const SubcommandRow& row : kSubcommandRows) {
+    if (!isWanted(row.name)) continue;
     CLI::App* const subcommand = app.add_subcommand(row.name, row.description);
     subcommand->group(row.group);
-    if (wantsOptions(row.name)) row.declareOptions(*subcommand, options);
+    row.declareOptions(*subcommand, options);
   }
   declareRoot(app, options);
 }
@@ -314,9 +315,12 @@ struct Grammar::Parser {
 Grammar::Grammar(CommandOptions& options, std::span<const char* const> argv, std::ostream& out,
                  std::ostream& errors)
     : parser_(new Parser{.argv = argv, .out = out, .errors = errors}) {
-  build(parser_->app, options, [argv](std::string_view subcommand) {
-    return std::find(argv.begin(), argv.end(), subcommand) != argv.end();
-  });
+  const auto holds = [argv](std::string_view word) {
+    return std::find(argv.begin(), argv.end(), word) != argv.end();
+  };
+  const bool listsAll = holds("-h") || holds("--help");
+  build(parser_->app, options,
+        [&](std::string_view subcommand) { return listsAll || holds(subcommand); });
 }
 
 Grammar::~Grammar() = default;
@@ -334,7 +338,9 @@ std::optional<int> Grammar::parse() {
 }
 
 bool Grammar::parsed(const char* subcommand) const {
-  return parser_->app.get_subcommand(subcommand)->parsed();
+  const auto given = parser_->app.get_subcommands();
+  return std::any_of(given.begin(), given.end(),
+                     [subcommand](const CLI::App* app) { return app->get_name() == subcommand; });
 }
 
 std::string Grammar::help(const char* subcommand, const std::string& parent) const {

@@ -38,8 +38,8 @@ std::vector<CommandFacts> describeGrammar();
 class Grammar {
  public:
   // Parsing fills `options`, which must outlive the grammar. The streams take what the parser says.
-  // The options of a subcommand that `argv` does not name are left out, which are most of what
-  // there is to build.
+  // Subcommands that `argv` neither names nor asks to be listed are left out, which are most of
+  // what there is to build.
   Grammar(CommandOptions& options, std::span<const char* const> argv, std::ostream& out,
           std::ostream& errors);
   ~Grammar();

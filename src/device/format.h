@@ -28,6 +28,9 @@ std::string orDash(std::optional<Number> value) {
   return value ? std::to_string(*value) : "-";
 }
 
+// Upper-case hexadecimal digits, at least so many of them, filled up with zeros.
+std::string hexText(std::uint64_t value, std::size_t digits);
+
 // "DDDDDDDD:BB:DD.0": domain, bus and device in upper-case hexadecimal; the function is always 0.
 std::string busIdText(const nvmlPciInfo_t& pci);
 

@@ -23,23 +23,23 @@ constexpr std::uint64_t kNanosecondsPerSecond = 1'000'000'000;
 using JpuHistory = std::map<std::uint32_t, zanmlJpuUtilization_t>;
 
 // Cells stand under their heads, which grow with the engine's number.
-int widthOf(std::uint32_t engine) { return engine < 10 ? 6 : 7; }
-constexpr int kWidthWithoutEngines = 5;
+std::size_t widthOf(std::uint32_t engine) { return engine < 10 ? 6 : 7; }
+constexpr std::size_t kCellWidth = 6;
+constexpr std::size_t kWidthWithoutEngines = 5;
 
 // Writes a right-aligned cell for each engine, or one where no GPU has any.
 template <typename CellOf>
 void writeEngineCells(std::string& text, const EngineColumns& columns, const CellOf& cellOf) {
   if (!columns.shown) return;
-  if (columns.engines == 0)
-    append(text, FMT_COMPILE("{:>{}}"), cellOf(std::nullopt), kWidthWithoutEngines);
+  if (columns.engines == 0) alignRight(text, kWidthWithoutEngines, cellOf(std::nullopt));
   for (std::uint32_t engine = 0; engine < columns.engines; ++engine) {
-    append(text, FMT_COMPILE("{:>{}}"), cellOf(engine), widthOf(engine));
+    alignRight(text, widthOf(engine), cellOf(engine));
   }
 }
 
 void writeEngineHeads(std::string& text, const EngineColumns& columns, std::string_view kind) {
   writeEngineCells(text, columns, [kind](std::optional<std::uint32_t> engine) {
-    return std::string(kind) + (engine ? fmt::to_string(*engine) : "");
+    return std::string(kind) + (engine ? std::to_string(*engine) : "");
   });
 }
 
@@ -135,11 +135,15 @@ void writeMonitorHeader(std::string& text, const MonitorColumns& columns) {
 void writeMonitorLine(std::string& text, const MonitorColumns& columns, const MonitorLine& line,
                       std::time_t time) {
   const MonitorReading& reading = line.reading;
-  append(text, FMT_COMPILE("{}{:>3}{:>6}{:>6}     -{:>6}{:>6}{:>6}{:>6}{:>6}{:>6}"),
-         stampCells(columns.stamps, time), line.gpuIndex, orDash(known(reading.power)),
-         orDash(known(reading.temperature)), reading.gpuUtil.value_or(0),
-         reading.memUtil.value_or(0), reading.encUtil.value_or(0), reading.decUtil.value_or(0),
-         reading.memClock.value_or(0), reading.smClock.value_or(0));
+  text += stampCells(columns.stamps, time);
+  alignRight(text, 3, Decimal(line.gpuIndex));
+  alignRight(text, kCellWidth, orDash(known(reading.power)));
+  alignRight(text, kCellWidth, orDash(known(reading.temperature)));
+  alignRight(text, kCellWidth, "-");
+  for (const auto& value : {reading.gpuUtil, reading.memUtil, reading.encUtil, reading.decUtil,
+                            reading.memClock, reading.smClock}) {
+    alignRight(text, kCellWidth, Decimal(value.value_or(0)));
+  }
   writeEngineShares(text, columns.jpu, line.jpu);
   writeEngineShares(text, columns.vpu, line.vpu);
   join(text, "\n");

@@ -16,6 +16,7 @@ namespace zanctl {
 namespace {
 
 constexpr std::uint64_t kPeriodSeconds = 1;
+constexpr std::int64_t kMicrosecondsPerSecond = 1'000'000;
 
 template <std::optional<std::uint32_t> MonitorReading::*field>
 std::string number(const MonitorReading& reading) {
@@ -77,10 +78,11 @@ void writeSample(Output& output, std::uint32_t gpuIndex, const MonitorReading& r
   for (std::size_t metric = 0; metric < kMetrics.size(); ++metric) {
     if (!holdsMetric(metrics, metric)) continue;
     const timeval now = currentTime();
-    append(output.text(), FMT_COMPILE("{}, {}, {}{:06}, {}\n"), gpuIndex, kMetrics[metric].name,
-           now.tv_sec, now.tv_usec, metricText(metric, reading));
-    output.flush();
+    join(output.text(), Decimal(gpuIndex), ", ", kMetrics[metric].name, ", ",
+         Decimal(now.tv_sec * kMicrosecondsPerSecond + now.tv_usec), ", ",
+         metricText(metric, reading), "\n");
   }
+  output.flush();
 }
 
 }  // namespace

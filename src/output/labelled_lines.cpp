@@ -23,9 +23,21 @@ std::string_view padding(int level, std::string_view label) {
 
 }  // namespace
 
+// The reports are made of these lines, so this is not left to join().
 void writeLine(std::string& text, int level, std::string_view label, std::string_view value,
                std::string_view unit) {
-  join(text, indentation(level), label, padding(level, label), ": ", value, unit, "\n");
+  const std::size_t begin = text.size();
+  const std::size_t labelBegin = indentation(level).size();
+  const std::size_t colon = std::max(kLabelEnd, labelBegin + label.size());
+  const std::size_t valueBegin = colon + 2;
+  const std::size_t unitBegin = valueBegin + value.size();
+  text.append(unitBegin + unit.size() + 1, ' ');
+  char* const line = text.data() + begin;
+  label.copy(line + labelBegin, label.size());
+  line[colon] = ':';
+  value.copy(line + valueBegin, value.size());
+  unit.copy(line + unitBegin, unit.size());
+  text.back() = '\n';
 }
 
 void writeHeading(std::string& text, int level, std::string_view heading) {

@@ -46,7 +46,7 @@ void Output::flushIfLong() {
 
 void Output::flush() {
   if (fileName_.empty()) {
-    *stream_ << text_ << std::flush;
+    stream_->write(text_.data(), static_cast<std::streamsize>(text_.size())).flush();
     good_ = good_ && stream_->good();
   } else {
     good_ = good_ && writeWhole(file_, text_);

@@ -6,34 +6,44 @@
 #include "device/time.h"
 #include "reports/reading_text.h"
 
-#include <fmt/format.h>
-
 #include <array>
 
 namespace zanctl {
 namespace {
 
-using Text = std::optional<std::string>;
+// What the line shows of the GPU, as the rows of single GPUs write it.
+template <bool (*write)(std::string&, GpuAttributes&)>
+bool ofGpu(std::string& text, ComputeApp& app) {
+  return write(text, app.gpu);
+}
+
+bool pid(std::string& text, ComputeApp& app) {
+  join(text, Decimal(app.process.pid));
+  return true;
+}
+
+bool name(std::string& text, ComputeApp& app) {
+  text += processName(app.process.pid);
+  return true;
+}
+
+bool usedMemory(std::string& text, ComputeApp& app) {
+  return writeMebibytes(text, app.process.usedGpuMemory);
+}
 
 constexpr std::array kProperties = std::to_array<CsvProperty<ComputeApp>>({
     {"timestamp", "", "", "Local time of the reading, in the form YYYY/MM/DD HH:MM:SS.",
-     [](ComputeApp& app) { return Text(dateTimeStamp(app.gpu.time())); }},
-    {"gpu_name", "", "", "Product name of the GPU.",
-     [](ComputeApp& app) { return app.gpu.name(); }},
+     ofGpu<readingTime>},
+    {"gpu_name", "", "", "Product name of the GPU.", ofGpu<gpuName>},
     {"gpu_bus_id", "", "", "PCI bus id, as domain:bus:device.function in hexadecimal.",
-     [](ComputeApp& app) {
-       return app.gpu.pci() ? Text(busIdText(*app.gpu.pci())) : std::nullopt;
-     }},
-    {"gpu_serial", "", "", "Serial number printed on the board.",
-     [](ComputeApp& app) { return app.gpu.serial(); }},
-    {"gpu_uuid", "", "", "Identifier of the GPU that is unique in the world.",
-     [](ComputeApp& app) { return app.gpu.uuid(); }},
-    {"pid", "", "", "Id of the process.",
-     [](ComputeApp& app) { return Text(fmt::to_string(app.process.pid)); }},
+     ofGpu<gpuBusId>},
+    {"gpu_serial", "", "", "Serial number printed on the board.", ofGpu<gpuSerial>},
+    {"gpu_uuid", "", "", "Identifier of the GPU that is unique in the world.", ofGpu<gpuUuid>},
+    {"pid", "", "", "Id of the process.", pid},
     {"process_name", "name", "", "Command line of the process, or vgpu for one of a virtual GPU.",
-     [](ComputeApp& app) { return Text(processName(app.process.pid)); }},
+     name},
     {"used_gpu_memory", "used_memory", "MiB", "Memory of the GPU that the process uses, in MiB.",
-     [](ComputeApp& app) { return Text(mebibytes(app.process.usedGpuMemory)); }},
+     usedMemory},
 });
 
 }  // namespace

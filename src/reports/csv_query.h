@@ -25,7 +25,8 @@ struct CsvProperty {
   std::string_view alias;  // may be empty
   std::string_view unit;   // may be empty
   std::string_view help;
-  std::optional<std::string> (*value)(Row&);  // empty when it is unavailable
+  // Appends the value; false when it is unavailable.
+  bool (*write)(std::string& text, Row& row);
 };
 
 struct CsvOptions {
@@ -104,9 +105,12 @@ void writeRow(std::string& text, const std::vector<const CsvProperty<Row>*>& pro
               const CsvFormat& format, Row& row) {
   std::string_view separator;
   for (const auto* property : properties) {
-    const auto value = property->value(row);
-    join(text, separator, value ? std::string_view(*value) : "[N/A]");
-    if (value && format.units && !property->unit.empty()) join(text, " ", property->unit);
+    text += separator;
+    if (!property->write(text, row)) {
+      text += "[N/A]";
+    } else if (format.units && !property->unit.empty()) {
+      join(text, " ", property->unit);
+    }
     separator = ", ";
   }
   text += '\n';

@@ -66,13 +66,43 @@ struct ReportRow {
   std::string_view label;    // of the text report; empty: not in it
   std::string_view element;  // of the XML report; empty: not in it
   std::string_view unit = {};
-  // Reads the current GPU; empty when unavailable. Null for headings.
-  std::optional<std::string> (*value)(GpuAttributes&) = nullptr;
+  // Appends the reading of the current GPU; false when it is unavailable. Null for headings.
+  bool (*write)(std::string& text, GpuAttributes& gpu) = nullptr;
 };
 
 std::span<const ReportRow> reportRows();
 
 // The current GPU's bus id; zeros when unavailable.
 std::string reportBusId(GpuAttributes& gpu);
+
+// A row as one of the reports shows it: what stands before and behind the value of a GPU, and what
+// stands in place of all this without a value. Headings, and what closes them, are before alone.
+struct LaidOutRow {
+  const ReportRow* row;
+  std::string before;
+  std::string after;
+  std::string unavailable;
+};
+
+// Appends the rows with the readings of the current GPU; `writeProcesses(text, row)` those of its
+// processes.
+template <typename WriteProcesses>
+void writeRows(std::string& text, std::span<const LaidOutRow> rows, GpuAttributes& gpu,
+               const WriteProcesses& writeProcesses) {
+  for (const LaidOutRow& laidOut : rows) {
+    const ReportRow& row = *laidOut.row;
+    const std::size_t begin = text.size();
+    text += laidOut.before;
+    if (row.form == RowForm::processes) {
+      writeProcesses(text, row);
+    } else if (laidOut.after.empty()) {
+      continue;
+    } else if (row.write(text, gpu)) {
+      text += laidOut.after;
+    } else {
+      text.replace(begin, std::string::npos, laidOut.unavailable);
+    }
+  }
+}
 
 }  // namespace zanctl

@@ -36,16 +36,20 @@ void forEachGpu(const ReportOptions& options, const Pass& pass, const Write& wri
   });
 }
 
-void writeXml(const ReportOptions& options, const Pass& pass) {
-  writeXmlHead(pass.text(), collectHead(pass.start.tv_sec),
-               options.dtd ? Dtd::embedded : Dtd::external);
-  forEachGpu(options, pass, [&](GpuAttributes& gpu) { writeXmlGpu(pass.text(), gpu); });
-  writeXmlEnd(pass.text());
+std::function<void(const Pass&)> xmlPass(const ReportOptions& options) {
+  return [&options, rows = layOutXml()](const Pass& pass) {
+    writeXmlHead(pass.text(), collectHead(pass.start.tv_sec),
+                 options.dtd ? Dtd::embedded : Dtd::external);
+    forEachGpu(options, pass, [&](GpuAttributes& gpu) { writeXmlGpu(pass.text(), rows, gpu); });
+    writeXmlEnd(pass.text());
+  };
 }
 
-void writeText(const ReportOptions& options, SectionMask mask, const Pass& pass) {
-  writeTextHead(pass.text(), collectHead(pass.start.tv_sec));
-  forEachGpu(options, pass, [&](GpuAttributes& gpu) { writeTextGpu(pass.text(), mask, gpu); });
+std::function<void(const Pass&)> textPass(const ReportOptions& options, SectionMask mask) {
+  return [&options, rows = layOutText(mask)](const Pass& pass) {
+    writeTextHead(pass.text(), collectHead(pass.start.tv_sec));
+    forEachGpu(options, pass, [&](GpuAttributes& gpu) { writeTextGpu(pass.text(), rows, gpu); });
+  };
 }
 
 }  // namespace
@@ -78,13 +82,7 @@ int runQueryReport(const ReportOptions& options, std::ostream& out) {
   if (!output) return 0;
   LoopPlan plan = onceOrEvery(*period);
   plan.lastPass = LastPass::checked;
-  runPasses(*output, plan, [&](const Pass& pass) {
-    if (options.xmlFormat) {
-      writeXml(options, pass);
-    } else {
-      writeText(options, *mask, pass);
-    }
-  });
+  runPasses(*output, plan, options.xmlFormat ? xmlPass(options) : textPass(options, *mask));
   return 0;
 }
 

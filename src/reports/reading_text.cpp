@@ -1,8 +1,7 @@
 #include "reports/reading_text.h"
 
-#include "device/records.h"
-
-#include <fmt/compile.h>
+#include "device/format.h"
+#include "device/time.h"
 
 #include <array>
 
@@ -12,38 +11,12 @@ namespace {
 constexpr std::array<const char*, 4> kComputeModeNames = {"Default", "Exclusive Thread",
                                                           "Prohibited", "Exclusive Process"};
 
-template <typename Number>
-std::optional<std::string> textOf(std::optional<Number> value) {
-  return value ? std::optional(fmt::to_string(*value)) : std::nullopt;
-}
-
 std::uint32_t modeOf(GpuAttributes& gpu) {
   return gpu.virtualizationMode().value_or(NVML_GPU_VIRTUALIZATION_MODE_NONE);
 }
 
-}  // namespace
-
-std::optional<std::string> shown(std::optional<std::uint32_t> value) {
-  return textOf(known(value));
-}
-
-std::optional<std::string> shown(std::optional<std::uint64_t> value) {
-  return textOf(known(value));
-}
-
-std::string hexText(std::uint32_t value, int digits) {
-  return fmt::format(FMT_COMPILE("{:0{}X}"), value, digits);
-}
-
-std::string mebibytes(std::uint64_t bytes) { return fmt::to_string(bytes >> 20U); }
-
-std::optional<std::string> computeModeName(std::optional<std::uint32_t> mode) {
-  if (!mode || *mode >= kComputeModeNames.size()) return std::nullopt;
-  return kComputeModeNames[*mode];
-}
-
-std::optional<std::string> virtualizationModeName(GpuAttributes& gpu) {
-  switch (modeOf(gpu)) {
+const char* nameOfMode(std::uint32_t mode) {
+  switch (mode) {
     case NVML_GPU_VIRTUALIZATION_MODE_NONE:
       return "None";
     case NVML_GPU_VIRTUALIZATION_MODE_VGPU:
@@ -51,13 +24,43 @@ std::optional<std::string> virtualizationModeName(GpuAttributes& gpu) {
     case NVML_GPU_VIRTUALIZATION_MODE_HOST_VGPU:
       return "Host VGPU";
     default:
-      return std::nullopt;
+      return nullptr;
   }
 }
 
-std::optional<std::string> hostVgpuModeName(GpuAttributes& gpu) {
-  if (modeOf(gpu) != NVML_GPU_VIRTUALIZATION_MODE_HOST_VGPU) return std::nullopt;
-  return attributes::hostVgpuMode().value_or(0) != 0 ? "SR-IOV" : "Non SR-IOV";
+}  // namespace
+
+bool gpuBusId(std::string& text, GpuAttributes& gpu) {
+  if (gpu.pci()) text += busIdText(*gpu.pci());
+  return gpu.pci().has_value();
+}
+
+bool readingTime(std::string& text, GpuAttributes& gpu) {
+  text += dateTimeStamp(gpu.time());
+  return true;
+}
+
+bool writeMebibytes(std::string& text, std::uint64_t bytes) {
+  join(text, Decimal(bytes >> 20U));
+  return true;
+}
+
+bool writeComputeMode(std::string& text, std::optional<std::uint32_t> mode) {
+  if (!mode || *mode >= kComputeModeNames.size()) return false;
+  text += kComputeModeNames[*mode];
+  return true;
+}
+
+bool writeVirtualizationMode(std::string& text, GpuAttributes& gpu) {
+  const char* const name = nameOfMode(modeOf(gpu));
+  if (name != nullptr) text += name;
+  return name != nullptr;
+}
+
+bool writeHostVgpuMode(std::string& text, GpuAttributes& gpu) {
+  if (modeOf(gpu) != NVML_GPU_VIRTUALIZATION_MODE_HOST_VGPU) return false;
+  text += attributes::hostVgpuMode().value_or(0) != 0 ? "SR-IOV" : "Non SR-IOV";
+  return true;
 }
 
 }  // namespace zanctl

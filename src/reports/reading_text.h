@@ -1,32 +1,87 @@
-// The words that the queries and reports share for readings. A reading without a text is
-// unavailable: the output puts its own mark in its place.
+// How the queries and reports write readings. Each function appends what it says of a reading;
+// where that is unavailable it appends nothing and returns false, and the output puts its own mark
+// in the reading's place.
 #pragma once
 
+#include "device/records.h"
+#include "output/text.h"
 #include "reports/gpu_attributes.h"
 
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <string_view>
 
 namespace zanctl {
 
-// Decimal, unless the value is unavailable or all ones.
-std::optional<std::string> shown(std::optional<std::uint32_t> value);
-std::optional<std::string> shown(std::optional<std::uint64_t> value);
+// Decimal; all ones are unavailable, too.
+template <typename Number>
+bool writeNumber(std::string& text, std::optional<Number> value) {
+  if (!known(value)) return false;
+  join(text, Decimal(*value));
+  return true;
+}
 
-// Upper-case hexadecimal digits, filled up with zeros.
-std::string hexText(std::uint32_t value, int digits);
+inline bool writeText(std::string& text, const std::optional<std::string>& value) {
+  if (value) text += *value;
+  return value.has_value();
+}
 
 // Whole MiB of a byte count.
-std::string mebibytes(std::uint64_t bytes);
+bool writeMebibytes(std::string& text, std::uint64_t bytes);
 
 // The full name of an nvmlComputeMode_t.
-std::optional<std::string> computeModeName(std::optional<std::uint32_t> mode);
+bool writeComputeMode(std::string& text, std::optional<std::uint32_t> mode);
 
 // Of the GPU, where a mode that cannot be read counts as none and some modes have no name.
-std::optional<std::string> virtualizationModeName(GpuAttributes& gpu);
+bool writeVirtualizationMode(std::string& text, GpuAttributes& gpu);
 // On a host of virtual GPUs alone.
-std::optional<std::string> hostVgpuModeName(GpuAttributes& gpu);
+bool writeHostVgpuMode(std::string& text, GpuAttributes& gpu);
+
+// The same for single attributes, as rows of a table take them.
+template <std::optional<std::uint32_t> (*attribute)()>
+bool number(std::string& text, GpuAttributes&) {
+  return writeNumber(text, attribute());
+}
+template <std::optional<std::string> (*attribute)()>
+bool wording(std::string& text, GpuAttributes&) {
+  return writeText(text, attribute());
+}
+template <nvmlTemperatureThresholds_t which>
+bool threshold(std::string& text, GpuAttributes&) {
+  return writeNumber(text, attributes::temperatureThreshold(which));
+}
+template <nvmlPcieUtilCounter_t counter>
+bool throughput(std::string& text, GpuAttributes&) {
+  return writeNumber(text, attributes::pcieThroughput(counter));
+}
+template <nvmlClockType_t type>
+bool maxClock(std::string& text, GpuAttributes&) {
+  return writeNumber(text, attributes::maxClockInfo(type));
+}
+template <nvmlPageRetirementCause_t cause>
+bool retiredPages(std::string& text, GpuAttributes&) {
+  return writeNumber(text, attributes::retiredPageCount(cause));
+}
+inline constexpr auto kSingleBitPages =
+    retiredPages<NVML_PAGE_RETIREMENT_CAUSE_MULTIPLE_SINGLE_BIT_ECC_ERRORS>;
+inline constexpr auto kDoubleBitPages =
+    retiredPages<NVML_PAGE_RETIREMENT_CAUSE_DOUBLE_BIT_ECC_ERROR>;
+
+inline bool gpuName(std::string& text, GpuAttributes& gpu) { return writeText(text, gpu.name()); }
+inline bool gpuSerial(std::string& text, GpuAttributes& gpu) {
+  return writeText(text, gpu.serial());
+}
+inline bool gpuUuid(std::string& text, GpuAttributes& gpu) { return writeText(text, gpu.uuid()); }
+// As "DDDDDDDD:BB:DD.0".
+bool gpuBusId(std::string& text, GpuAttributes& gpu);
+// The local time at which the reading of the GPU began.
+bool readingTime(std::string& text, GpuAttributes& gpu);
+inline bool gpuPosition(std::string& text, GpuAttributes& gpu) {
+  return writeNumber(text, gpu.boardPosition());
+}
+inline bool multiGpuBoard(std::string& text, GpuAttributes&) {
+  text += attributes::multiGpuBoard() ? "Yes" : "No";
+  return true;
+}
 
 }  // namespace zanctl

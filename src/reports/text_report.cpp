@@ -4,7 +4,6 @@
 #include "device/time.h"
 #include "output/labelled_lines.h"
 #include "output/text.h"
-#include "reports/reading_text.h"
 
 namespace zanctl {
 namespace {
@@ -19,37 +18,33 @@ void writeProcesses(std::string& text, const ReportRow& row) {
   for (const nvmlProcessInfo_t& process : processes) {
     const ProcessEntry entry = describeProcess(process);
     if (entry.name.empty()) continue;
-    writeLine(text, 2, "Process ID", fmt::to_string(entry.pid));
+    writeLine(text, 2, "Process ID", Decimal(entry.pid));
     writeLine(text, 3, "Type", "C");
     writeLine(text, 3, "Name", entry.name);
-    writeLine(text, 3, "Used GPU Memory", mebibytes(entry.usedMemory), " MiB");
+    writeLine(text, 3, "Used GPU Memory", Decimal(entry.usedMemory >> 20U), " MiB");
   }
 }
 
-void writeValue(std::string& text, const ReportRow& row, GpuAttributes& gpu) {
-  const auto value = row.value(gpu);
-  if (!value) {
-    if (row.form != RowForm::optionalLine) {
-      writeLine(text, row.level, row.label, kUnavailableText);
-    }
-  } else if (row.form == RowForm::hexLine) {
-    writeLine(text, row.level, row.label, "0x" + *value, row.unit);
-  } else {
-    writeLine(text, row.level, row.label, *value, row.unit);
-  }
-}
-
-void writeRow(std::string& text, const ReportRow& row, GpuAttributes& gpu) {
+LaidOutRow layOut(const ReportRow& row) {
+  LaidOutRow laidOut{&row, {}, {}, {}};
   switch (row.form) {
-    case RowForm::heading:
-      return writeHeading(text, row.level, row.label);
-    case RowForm::paddedHeading:
-      return writePaddedHeading(text, row.level, row.label);
     case RowForm::processes:
-      return writeProcesses(text, row);
+      break;
+    case RowForm::heading:
+      writeHeading(laidOut.before, row.level, row.label);
+      break;
+    case RowForm::paddedHeading:
+      writePaddedHeading(laidOut.before, row.level, row.label);
+      break;
     default:
-      return writeValue(text, row, gpu);
+      writeLine(laidOut.before, row.level, row.label, row.form == RowForm::hexLine ? "0x" : "");
+      laidOut.before.pop_back();
+      join(laidOut.after, row.unit, "\n");
+      if (row.form != RowForm::optionalLine) {
+        writeLine(laidOut.unavailable, row.level, row.label, kUnavailableText);
+      }
   }
+  return laidOut;
 }
 
 }  // namespace
@@ -60,14 +55,20 @@ void writeTextHead(std::string& text, const ReportHead& head) {
   writeLine(text, 0, "Driver Version", head.driverVersion);
   writeLine(text, 0, "CUDA Version", head.cudaVersion);
   text += "\n";
-  writeLine(text, 0, "Attached GPU device count", fmt::to_string(head.deviceCount));
+  writeLine(text, 0, "Attached GPU device count", Decimal(head.deviceCount));
 }
 
-void writeTextGpu(std::string& text, SectionMask mask, GpuAttributes& gpu) {
-  join(text, "GPU ", reportBusId(gpu), "\n");
+std::vector<LaidOutRow> layOutText(SectionMask mask) {
+  std::vector<LaidOutRow> rows;
   for (const ReportRow& row : reportRows()) {
-    if (holds(mask, row.section) && !row.label.empty()) writeRow(text, row, gpu);
+    if (holds(mask, row.section) && !row.label.empty()) rows.push_back(layOut(row));
   }
+  return rows;
+}
+
+void writeTextGpu(std::string& text, std::span<const LaidOutRow> rows, GpuAttributes& gpu) {
+  join(text, "GPU ", reportBusId(gpu), "\n");
+  writeRows(text, rows, gpu, writeProcesses);
   text += "\n";
 }
 

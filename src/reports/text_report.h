@@ -3,13 +3,18 @@
 
 #include "reports/gpu_report.h"
 
+#include <span>
 #include <string>
+#include <vector>
 
 namespace zanctl {
 
 void writeTextHead(std::string& text, const ReportHead& head);
 
-// The sections of the mask of the current GPU, its identity first in a full report.
-void writeTextGpu(std::string& text, SectionMask mask, GpuAttributes& gpu);
+// The rows of the sections that the mask names.
+std::vector<LaidOutRow> layOutText(SectionMask mask);
+
+// The current GPU's block.
+void writeTextGpu(std::string& text, std::span<const LaidOutRow> rows, GpuAttributes& gpu);
 
 }  // namespace zanctl

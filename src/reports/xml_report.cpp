@@ -4,7 +4,6 @@
 #include "device/time.h"
 #include "output/text.h"
 #include "reports/dtd.h"
-#include "reports/reading_text.h"
 
 namespace zanctl {
 namespace {
@@ -35,46 +34,33 @@ void writeProcesses(std::string& text, const ReportRow& row) {
     openElement(text, 2, "process_info");
     writeElement(text, 3, "gpu_instance_id", kUnavailableText);
     writeElement(text, 3, "compute_instance_id", kUnavailableText);
-    writeElement(text, 3, "pid", fmt::to_string(entry.pid));
+    writeElement(text, 3, "pid", Decimal(entry.pid));
     writeElement(text, 3, "type", "C");
     writeElement(text, 3, "process_name", entry.name);
-    writeElement(text, 3, "used_memory", mebibytes(entry.usedMemory), " MiB");
+    writeElement(text, 3, "used_memory", Decimal(entry.usedMemory >> 20U), " MiB");
     closeElement(text, 2, "process_info");
   }
   closeElement(text, row.level, row.element);
 }
 
-void writeRow(std::string& text, const ReportRow& row, GpuAttributes& gpu) {
+LaidOutRow layOut(const ReportRow& row) {
+  LaidOutRow laidOut{&row, {}, {}, {}};
   switch (row.form) {
+    case RowForm::processes:
+      break;
     case RowForm::heading:
     case RowForm::paddedHeading:
-      return openElement(text, row.level, row.element);
-    case RowForm::processes:
-      return writeProcesses(text, row);
-    default:
+      openElement(laidOut.before, row.level, row.element);
       break;
+    default:
+      join(laidOut.before, indentation(row.level), "<", row.element, ">");
+      join(laidOut.after, row.unit, "</", row.element, ">\n");
+      if (row.form != RowForm::optionalLine) {
+        writeElement(laidOut.unavailable, row.level, row.element, kUnavailableText);
+      }
   }
-  const auto value = row.value(gpu);
-  if (value) {
-    writeElement(text, row.level, row.element, *value, row.unit);
-  } else if (row.form != RowForm::optionalLine) {
-    writeElement(text, row.level, row.element, kUnavailableText);
-  }
+  return laidOut;
 }
-
-// The headings whose rows are being written.
-class OpenElements {
- public:
-  void closeFrom(std::string& text, int level) {
-    for (; !rows_.empty() && rows_.back()->level >= level; rows_.pop_back()) {
-      closeElement(text, rows_.back()->level, rows_.back()->element);
-    }
-  }
-  void push(const ReportRow& row) { rows_.push_back(&row); }
-
- private:
-  std::vector<const ReportRow*> rows_;
-};
 
 }  // namespace
 
@@ -89,19 +75,31 @@ void writeXmlHead(std::string& text, const ReportHead& head, Dtd dtd) {
   writeElement(text, 0, "timestamp", calendarTime(head.time));
   writeElement(text, 0, "driver_version", head.driverVersion);
   writeElement(text, 0, "cuda_version", head.cudaVersion);
-  writeElement(text, 0, "attached_gpus", fmt::to_string(head.deviceCount));
+  writeElement(text, 0, "attached_gpus", Decimal(head.deviceCount));
 }
 
-void writeXmlGpu(std::string& text, GpuAttributes& gpu) {
-  join(text, "\t<gpu id=\"", reportBusId(gpu), "\">\n");
-  OpenElements open;
+std::vector<LaidOutRow> layOutXml() {
+  std::vector<LaidOutRow> rows;
+  std::vector<const ReportRow*> open;
+  const auto closeFrom = [&rows, &open](int level) {
+    for (; !open.empty() && open.back()->level >= level; open.pop_back()) {
+      rows.push_back({open.back(), {}, {}, {}});
+      closeElement(rows.back().before, open.back()->level, open.back()->element);
+    }
+  };
   for (const ReportRow& row : reportRows()) {
     if (!holds(kFullReport, row.section) || row.element.empty()) continue;
-    open.closeFrom(text, row.level);
-    writeRow(text, row, gpu);
-    if (row.form == RowForm::heading || row.form == RowForm::paddedHeading) open.push(row);
+    closeFrom(row.level);
+    rows.push_back(layOut(row));
+    if (row.write == nullptr && row.form != RowForm::processes) open.push_back(&row);
   }
-  open.closeFrom(text, 0);
+  closeFrom(0);
+  return rows;
+}
+
+void writeXmlGpu(std::string& text, std::span<const LaidOutRow> rows, GpuAttributes& gpu) {
+  join(text, "\t<gpu id=\"", reportBusId(gpu), "\">\n");
+  writeRows(text, rows, gpu, writeProcesses);
   text += "\t</gpu>\n";
 }
 

@@ -4,7 +4,9 @@
 
 #include "reports/gpu_report.h"
 
+#include <span>
 #include <string>
+#include <vector>
 
 namespace zanctl {
 
@@ -12,8 +14,11 @@ enum class Dtd { external, embedded };
 
 void writeXmlHead(std::string& text, const ReportHead& head, Dtd dtd);
 
-// Everything of the current GPU that a full report shows.
-void writeXmlGpu(std::string& text, GpuAttributes& gpu);
+// The rows of a full report.
+std::vector<LaidOutRow> layOutXml();
+
+// The current GPU's element.
+void writeXmlGpu(std::string& text, std::span<const LaidOutRow> rows, GpuAttributes& gpu);
 
 void writeXmlEnd(std::string& text);
 

@@ -5,15 +5,6 @@
 namespace zanctl {
 namespace {
 
-template <typename Function>
-void look(void* handle, const char* name, Operation<Function>& operation) {
-  if (void* symbol = dlsym(handle, name)) {
-    operation.bind(reinterpret_cast<Function*>(symbol));
-  } else {
-    operation.unbind(NVML_ERROR_FUNCTION_NOT_FOUND);
-  }
-}
-
 Library load() {
   Library loaded;
   void* handle = dlopen("libzanml.so", RTLD_NOW);
@@ -24,13 +15,15 @@ Library load() {
   }
   if (handle == nullptr) return loaded;
   loaded.loadError.clear();
-#define ZANCTL_LOOK(name) look(handle, #name, loaded.name);
-  ZANML_OPERATIONS(ZANCTL_LOOK)
-#undef ZANCTL_LOOK
+#define ZANCTL_BIND(name) loaded.name.bindLater(handle, #name);
+  ZANML_OPERATIONS(ZANCTL_BIND)
+#undef ZANCTL_BIND
   return loaded;
 }
 
 }  // namespace
+
+void* findOperation(void* handle, const char* name) { return dlsym(handle, name); }
 
 Library& library() {
   static Library instance = load();

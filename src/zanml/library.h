@@ -7,30 +7,42 @@
 
 namespace zanctl {
 
+// The address of an operation in a library that dlopen has opened; null where the library lacks it.
+void* findOperation(void* handle, const char* name);
+
 template <typename Function>
 class Operation;
 
-// One operation of the library: callable like its prototype. Where the library lacks it, a call
-// answers NVML_ERROR_FUNCTION_NOT_FOUND; where there is no library at all,
-// NVML_ERROR_LIBRARY_NOT_FOUND.
+// One operation of the library: callable like its prototype, and looked up by its name at the first
+// call. Where the library lacks it, a call answers NVML_ERROR_FUNCTION_NOT_FOUND; where there is no
+// library at all, NVML_ERROR_LIBRARY_NOT_FOUND.
 template <typename... Arguments>
 class Operation<nvmlReturn_t(Arguments...)> {
  public:
   using Function = nvmlReturn_t(Arguments...);
 
   nvmlReturn_t operator()(Arguments... arguments) const {
+    if (handle_ != nullptr) lookUp();
     return function_ == nullptr ? missing_ : function_(arguments...);
   }
 
   void bind(Function* function) { function_ = function; }
-  void unbind(nvmlReturn_t answer) {
-    function_ = nullptr;
-    missing_ = answer;
+  void bindLater(void* handle, const char* name) {
+    handle_ = handle;
+    name_ = name;
   }
 
  private:
-  Function* function_ = nullptr;
-  nvmlReturn_t missing_ = NVML_ERROR_LIBRARY_NOT_FOUND;
+  void lookUp() const {
+    function_ = reinterpret_cast<Function*>(findOperation(handle_, name_));
+    missing_ = NVML_ERROR_FUNCTION_NOT_FOUND;
+    handle_ = nullptr;
+  }
+
+  mutable Function* function_ = nullptr;
+  mutable nvmlReturn_t missing_ = NVML_ERROR_LIBRARY_NOT_FOUND;
+  mutable void* handle_ = nullptr;  // until the operation is looked up
+  const char* name_ = nullptr;
 };
 
 // One callable member per operation, under the operation's own name.
