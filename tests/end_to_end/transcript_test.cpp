@@ -1,25 +1,24 @@
 // Sessions at a shell on simulated machines, each a file of transcripts/:
 //
+//   ## A remark.
 //   @ eight-gpu                        a machine that comes with the simulator,
 //   @ three_gpus.json "cpus": 4        one of machines/ with further keys, if any,
 //   @ {"gpus": [{}]}                   or one described on the spot
 //   @ --uid 1000                       an option of the launcher for the commands to come
 //   @ real clock                       lets time pass by itself, "@ virtual clock" no more
-//   $ zanctl topo -c 64                a command of the shell, in a directory of the session's own
-//   No GPUs were found to have an affinity with CPU 64.
-//   [status 0]                         how it ends, behind what it printed
+//   $ zanctl -r                        a command of the shell, in a directory of the session's own
+//   & zanctl --reset                   another one that prints the same
+//   All done.
 //
-// Standard error stands below a line "[errors]", any other line is a remark. vocabulary.sh has what
-// several commands need. A new command needs no more than "[status]" below it:
-// ZANCTL_UPDATE_GOLDEN=1 in the environment writes what is printed into the files. Read it before
-// you commit it.
+// Standard error stands below a line "[errors]", and "[status 255]" is the end of what fails.
+// vocabulary.sh has what several commands need. What a new command prints is written into the file
+// with ZANCTL_UPDATE_GOLDEN=1 in the environment. Read it before you commit it.
 #include "support/host.h"
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <fstream>
 #include <optional>
 #include <sstream>
@@ -52,34 +51,50 @@ void direct(std::optional<Host>& host, const std::string& words) {
 }
 
 std::string answer(Host& host, const std::string& command) {
-  const Outcome run = host.runScript(fmt::format(
-      "cd '{}'; . '" ZANCTL_TEST_DATA "/vocabulary.sh'\n{}", host.directory().string(), command));
-  return fmt::format("{}{}{}[status {}]\n", run.out, run.err.empty() ? "" : "[errors]\n", run.err,
-                     run.status);
+  const Outcome run = host.runScript(fmt::format("cd '{}'; SAMPLES_TWICE='" ZANCTL_SAMPLES_TWICE
+                                                 "'; . '" ZANCTL_TEST_DATA "/vocabulary.sh'\n{}",
+                                                 host.directory().string(), command));
+  std::string text = run.out;
+  if (!text.empty() && text.back() != '\n') text += "[no newline]\n";
+  if (!run.err.empty()) text += "[errors]\n" + run.err;
+  return run.status == 0 ? text : text + fmt::format("[status {}]\n", run.status);
+}
+
+bool isDirective(const std::string& line) {
+  return line.starts_with("## ") || line.starts_with("@ ") || line.starts_with("$ ");
 }
 
 class Transcript : public testing::TestWithParam<std::string> {};
 
 TEST_P(Transcript, holds) {
-  const bool updating = std::getenv("ZANCTL_UPDATE_GOLDEN") != nullptr;
   const fs::path path = fs::path(kTranscripts) / (GetParam() + ".txt");
-  std::ifstream lines(path);
+  std::ifstream file(path);
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(file, line);) lines.push_back(line);
   std::optional<Host> host;
   std::string written;
-  for (std::string line; std::getline(lines, line);) {
+  for (std::size_t i = 0; i < lines.size();) {
+    const std::string line = lines[i++];
     written += line + "\n";
     if (line.starts_with("@ ")) direct(host, line.substr(2));
     if (!line.starts_with("$ ")) continue;
-    const std::string command = line.substr(2);
-    std::string expected;
-    while (expected.find("[status") == std::string::npos && std::getline(lines, line)) {
-      expected += line + "\n";
+    std::vector<std::string> commands = {line.substr(2)};
+    for (; i < lines.size() && lines[i].starts_with("& "); ++i) {
+      commands.push_back(lines[i].substr(2));
+      written += lines[i] + "\n";
     }
-    const std::string actual = answer(host.value(), command);
-    EXPECT_EQ(updating ? actual : expected, actual) << "$ " << command;
-    written += actual;
+    std::string expected;
+    while (i < lines.size() && !isDirective(lines[i])) expected += lines[i++] + "\n";
+    if (updatesGolden()) expected.clear();
+    for (const std::string& command : commands) {
+      const std::string actual = answer(host.value(), command);
+      // Never played twice, since some leave their traces.
+      if (updatesGolden() && command == commands[0]) expected = actual;
+      EXPECT_TRUE(expected == actual) << "$ " << command << "\n" << difference(expected, actual);
+    }
+    written += expected;
   }
-  if (updating) std::ofstream(path) << written;
+  if (updatesGolden()) std::ofstream(path) << written;
 }
 
 std::vector<std::string> transcripts() {
@@ -91,7 +106,7 @@ std::vector<std::string> transcripts() {
   return names;
 }
 
-INSTANTIATE_TEST_SUITE_P(EndToEnd, Transcript, testing::ValuesIn(transcripts()),
+INSTANTIATE_TEST_SUITE_P(, Transcript, testing::ValuesIn(transcripts()),
                          [](const auto& name) { return name.param; });
 
 }  // namespace

@@ -19,16 +19,6 @@ changes() {
   tracing 'Set|DeviceReset\(' "$@"
 }
 
-# Runs a command quietly, then prints how often it called each operation whose name has the pattern.
-counting() {
-  pattern=$1
-  shift
-  tracing "$pattern" "$@" >calls
-  status=$?
-  grep -E '^(nvml|zanml|getDevice)[A-Za-z_0-9]*\(.* = ' calls | cut -d'(' -f1 | sort | uniq -c
-  return "$status"
-}
-
 # Runs a command in the background until the pattern stands in the file "log", which it then moves to
 # "kept", and waits for the command's end.
 until_log_has() {
@@ -61,6 +51,44 @@ edited() {
   status=$?
   sed -E "$script" unedited
   return "$status"
+}
+
+# Runs zanctl with the further arguments in turn in place of the first one's "%", prints each answer
+# once, whatever value it names as not allowed, and ends as they all do.
+each() {
+  pattern=$1
+  shift
+  answers=
+  unset common
+  for value; do
+    answer=$(eval "zanctl $(echo "$pattern" | sed "s|%|$value|")")
+    status=$?
+    [ "$status" = "${common=$status}" ] || echo "[one ends with $status]"
+    answer=$(echo "$answer" | sed -E 's/(allowed value for )[^ ]+\./\1VALUE./')
+    case $answers in *"<$answer>"*) ;; *) echo "$answer" ;; esac
+    answers="$answers<$answer>"
+  done
+  return "$common"
+}
+
+# Ends a command when so many lines of it came through a pipe.
+read_lines() {
+  count=$1
+  shift
+  "$@" | {
+    for line in $(seq "$count"); do read -r line || exit 1; done
+    kill -TERM "$(pgrep -P $$ zanctl)"
+  }
+}
+
+# Ends a command when so many lines stand in the file "log".
+written_lines() {
+  count=$1
+  shift
+  rm -f log
+  "$@" &
+  until [ "$(wc -l <log)" -ge "$count" ]; do :; done 2>/dev/null
+  kill -TERM $!
 }
 
 # The lines of the daemon's log.
