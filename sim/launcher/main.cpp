@@ -3,10 +3,8 @@
 #include "launcher/child.h"
 #include "launcher/exit_status.h"
 #include "launcher/layout.h"
-#include "launcher/library_copy.h"
 #include "launcher/options.h"
 #include "launcher/processes.h"
-#include "launcher/shell.h"
 #include "launcher/state_directory.h"
 #include "machine/session.h"
 
@@ -20,6 +18,8 @@
 #include <functional>
 #include <iterator>
 #include <stdexcept>
+
+#include <unistd.h>
 
 namespace zansim {
 
@@ -60,13 +60,6 @@ int printExample(const Layout& layout) {
   return 0;
 }
 
-// The library of the machine: none, the whole one, or a copy that lacks operations.
-std::string libraryDirectory(const Layout& layout, const Host& host, const std::string& state) {
-  if (!host.library) return "";
-  if (host.missing.none()) return layout.libraries;
-  return makeLibraryWithout(layout.libraries + "/libzanml.so", host.missing, state);
-}
-
 Environment clockEnvironment(const Options& options, SharedState& state, Time now) {
   const Time start = options.startTime.value_or(now);
   if (options.virtualClock) {
@@ -88,10 +81,11 @@ Environment machineEnvironment(const Options& options, const Layout& layout, con
       // The preload library comes before a sanitizer's, which it does not disturb.
       {"ASAN_OPTIONS", listBefore("verify_asan_link_order=0", "ASAN_OPTIONS", ':')},
   };
-  const std::string libraries = libraryDirectory(layout, host, state.path());
-  if (!libraries.empty()) {
-    environment.emplace_back("LD_LIBRARY_PATH", listBefore(libraries, "LD_LIBRARY_PATH", ':'));
+  if (host.library) {
+    environment.emplace_back("LD_LIBRARY_PATH",
+                             listBefore(layout.libraries, "LD_LIBRARY_PATH", ':'));
   }
+  if (host.missing.any()) environment.emplace_back(kMissingVariable, host.missing.to_string());
   if (!options.trace.empty()) {
     environment.emplace_back(kTraceVariable, std::filesystem::absolute(options.trace));
   }
@@ -134,6 +128,15 @@ class ProcessWatch {
   std::filesystem::file_time_type seen_;
 };
 
+// Nothing in a shell tells that it is on a machine, so that is said once.
+std::vector<std::string> userShell(const Options& options) {
+  if (isatty(STDIN_FILENO) != 0) {
+    fmt::print(stderr, "zansim: a shell on the machine {}, \"exit\" leaves it\n", options.host);
+  }
+  const char* const shell = std::getenv("SHELL");
+  return {shell == nullptr || *shell == '\0' ? "/bin/sh" : shell};
+}
+
 int runOnMachine(const Options& options, const Layout& layout) {
   const std::string file = findHost(layout, options.host);
   const HostReading reading = readHostFile(file);
@@ -153,10 +156,8 @@ int runOnMachine(const Options& options, const Layout& layout) {
   Processes processes(layout.process);
   ProcessWatch watch(file, directory.processTable(), processes);
   watch.update(host);
-  if (!options.command.empty()) return runCommand(options.command, environment, std::ref(watch));
-  const Shell shell = userShell(layout, options.host);
-  environment.insert(environment.end(), shell.environment.begin(), shell.environment.end());
-  return runCommand(shell.command, environment, std::ref(watch));
+  return runCommand(options.command.empty() ? userShell(options) : options.command, environment,
+                    std::ref(watch));
 }
 
 int showState(const Options& options) {

@@ -58,7 +58,7 @@ void complain(const std::string& message) {
 
 Time wallNow() { return clockNow(CLOCK_REALTIME); }
 
-Session::Session(Paths paths) : paths_(std::move(paths)), trace_(paths_.trace) {}
+Session::Session(Paths paths) : paths_(std::move(paths)) {}
 
 std::unique_ptr<Session>& Session::slot() {
   // Never destroyed: programs call the library from their own destructors at exit.

@@ -54,22 +54,6 @@ TEST_F(StateTest, IsSharedAndOutlivesItsUsers) {
   expectState();
 }
 
-TEST_F(StateTest, MasksStayWithinTheSupportedOnes) {
-  start(R"({"gpus": [{"ce": {"mask": 4, "supported": 12}}]})");
-  if (geteuid() != 0) {
-    EXPECT_EQ(zanmlDeviceSetCeMask(gpu(0), 4), NVML_ERROR_NO_PERMISSION);
-    return;
-  }
-  unsigned mask = 0;
-  unsigned supported = 0;
-  EXPECT_EQ(zanmlDeviceSetCeMask(gpu(0), 0x1c), NVML_ERROR_INVALID_ARGUMENT);
-  zanmlDeviceGetCeMask(gpu(0), &mask, &supported);
-  EXPECT_EQ(mask, 4U);
-  EXPECT_EQ(zanmlDeviceSetCeMask(gpu(0), 8), NVML_SUCCESS);
-  zanmlDeviceGetCeMask(gpu(0), &mask, &supported);
-  EXPECT_EQ(mask, 8U);
-}
-
 TEST_F(StateTest, OneOfManyStartersCreatesIt) {
   // Each opens the state of the same new directory with an origin of its own; all must end up
   // with the origin of one.
@@ -108,17 +92,6 @@ TEST_F(StateTest, ConcurrentChangesAreAllCounted) {
   for (const pid_t child : children) waitpid(child, nullptr, 0);
   EXPECT_EQ(Session::ofProcess().state()->gpus[0].resets, kProcesses * kResets);
   EXPECT_EQ(Session::ofProcess().state()->resetCount, kProcesses * kResets);
-}
-
-TEST_F(StateTest, AFileThatIsNoStateIsRefused) {
-  workspace.write("state/machine", "something else");
-  workspace.write("host.json", R"({"gpus": []})");
-  Session::restartOfProcess();
-  ::testing::internal::CaptureStderr();
-  EXPECT_EQ(nvmlInit(), NVML_ERROR_DRIVER_NOT_LOADED);
-  EXPECT_EQ(
-      ::testing::internal::GetCapturedStderr(),
-      "zansim: " + workspace.path("state/machine") + ": not the state of a simulated machine\n");
 }
 
 }  // namespace
