@@ -96,11 +96,8 @@ Environment machineEnvironment(const Options& options, const Layout& layout, con
 // Starts and ends processes as the description is edited.
 class ProcessWatch {
  public:
-  ProcessWatch(std::string host, std::string table, Processes& processes)
-      : host_(std::move(host)),
-        table_(std::move(table)),
-        processes_(processes),
-        seen_(modified()) {}
+  ProcessWatch(std::string host, const StateDirectory& state, Processes& processes)
+      : host_(std::move(host)), state_(state), processes_(processes), seen_(modified()) {}
 
   void operator()() {
     const auto now = modified();
@@ -113,7 +110,7 @@ class ProcessWatch {
 
   void update(const Host& host) {
     processes_.follow(host);
-    writeProcessTable(table_, processes_.table());
+    state_.writeProcessTable(processTableText(processes_.table()));
   }
 
  private:
@@ -123,7 +120,7 @@ class ProcessWatch {
   }
 
   std::string host_;
-  std::string table_;
+  const StateDirectory& state_;
   Processes& processes_;
   std::filesystem::file_time_type seen_;
 };
@@ -146,25 +143,22 @@ int runOnMachine(const Options& options, const Layout& layout) {
   }
   const Host& host = *reading.host;
   blockSignals();
-  const StateDirectory directory(options.state);
-  directory.furnish(host);
   const Time now = wallNow();
-  SharedState state(directory.path(), options.startTime.value_or(now));
+  const StateDirectory directory(options.state, options.startTime.value_or(now));
+  directory.furnish(host);
+  SharedState state(directory.path());
   Environment environment = machineEnvironment(options, layout, host, directory);
   environment.emplace_back(kHostVariable, file);
   for (auto& variable : clockEnvironment(options, state, now)) environment.push_back(variable);
   Processes processes(layout.process);
-  ProcessWatch watch(file, directory.processTable(), processes);
+  ProcessWatch watch(file, directory, processes);
   watch.update(host);
   return runCommand(options.command.empty() ? userShell(options) : options.command, environment,
                     std::ref(watch));
 }
 
 int showState(const Options& options) {
-  if (!std::filesystem::exists(options.state + "/" + kStateFileName)) {
-    throw std::runtime_error(options.state + ": no machine has its state here");
-  }
-  fmt::print("{}", describeState(SharedState(options.state, 0)));
+  fmt::print("{}", describeState(SharedState(options.state)));
   return 0;
 }
 

@@ -123,7 +123,7 @@ nvmlReturn_t Session::initialise() {
   if (state_ == nullptr) {
     try {
       state_ = paths_.state.empty() ? std::make_unique<SharedState>(wallNow())
-                                    : std::make_unique<SharedState>(paths_.state, wallNow());
+                                    : std::make_unique<SharedState>(paths_.state);
     } catch (const std::exception& error) {
       complain(error.what());
       return NVML_ERROR_DRIVER_NOT_LOADED;

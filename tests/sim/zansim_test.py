@@ -161,6 +161,106 @@ class Launcher(ZansimTest):
             self.assertRegex(file.readline(), r"^\d+ nvmlInit\(\) = 0\n$")
 
 
+class State(ZansimTest):
+    """zansim touches only what is its own."""
+
+    def fill(self, name):
+        os.makedirs(self.path(os.path.dirname(name)), exist_ok=True)
+        with open(self.path(name), "w") as file:
+            file.write("precious")
+
+    def refusal(self, state):
+        output = self.shell("true", "--state", state, status=125)
+        self.assertTrue(output.startswith("zansim: " + state), output)
+        return output
+
+    def test_a_directory_with_other_things_is_refused_untouched(self):
+        for name in "full/dev/notes.txt", "half/node_online", "wrong/machine":
+            self.fill(name)
+            state = self.path(os.path.dirname(name).split("/")[0])
+            self.assertIn("neither empty nor the state", self.refusal(state))
+            with open(self.path(name)) as file:
+                self.assertEqual(file.read(), "precious")
+            self.assertEqual(len(os.listdir(state)), 1)
+        self.refusal("/")
+
+    def test_a_directory_of_other_users_is_refused(self):
+        state = self.path("state")
+        os.mkdir(state)
+        for mode in 0o777, 0o1777, 0o775:
+            os.chmod(state, mode)
+            self.assertIn("another user", self.refusal(state))
+        if os.geteuid() == 0:
+            os.chmod(state, 0o755)
+            os.chown(state, 12345, 12345)
+            self.assertIn("another user", self.refusal(state))
+        self.assertEqual(os.listdir(state), [])
+
+    def test_no_link_below_it_is_followed(self):
+        for name in "dev", "run", "log", "machine", "dev/zanthe1":
+            self.shell("true", *self.keeps_state())
+            self.fill("victim/zanthe9")
+            link = self.path("state/" + name)
+            (shutil.rmtree if os.path.isdir(link) else os.remove)(link)
+            target = self.path("victim/zanthe9" if name in ("machine", "dev/zanthe1") else "victim")
+            os.symlink(target, link)
+            self.shell("true", *self.keeps_state(), status=125)
+            self.assertEqual(os.listdir(self.path("victim")), ["zanthe9"])
+            with open(self.path("victim/zanthe9")) as file:
+                self.assertEqual(file.read(), "precious")
+            shutil.rmtree(self.path("state"))
+        # A file that is replaced is replaced itself.
+        self.shell("true", *self.keeps_state())
+        os.remove(self.path("state/node_online"))
+        os.symlink(self.path("victim/zanthe9"), self.path("state/node_online"))
+        self.assertEqual(self.shell("cat /sys/devices/system/node/online", *self.keeps_state()),
+                         "0\n")
+
+    def test_only_what_it_has_made_is_removed(self):
+        self.shell("true", *self.keeps_state())
+        self.fill("state/dev/notes")
+        self.describe(gpus=[])
+        self.assertEqual(self.shell("ls /dev", *self.keeps_state()),
+                         "full\nnotes\nnull\ntty\nzanthectl\nzero\n")
+        self.describe(gpus=[], driver_nodes="unreadable")
+        self.assertIn("/state/dev: Directory not empty", self.shell("true", *self.keeps_state(),
+                                                                    status=125))
+        self.assertEqual(os.listdir(self.path("state/dev")), ["notes"])
+
+    def test_any_name_of_a_directory_will_do(self):
+        self.describe(gpus=[{}], missing="nvmlDeviceGetSerial")
+        strange = self.path("a: b;c")
+        os.mkdir(strange)
+        for options, more in [(["--state", strange + "/state"], {}), ([], {"TMPDIR": strange})]:
+            self.assertIn("Zanthe KV100", self.shell("zanctl -L && ls /dev/zanthe0", *options,
+                                                     env=os.environ | more))
+
+    def test_a_sudden_end_takes_everything_along(self):
+        self.describe(gpus=[{"processes": [{"command": "a"}]}])
+        environment = os.environ | {"TMPDIR": self.directory}
+        run = self.start(PIDS + "; echo $ZANSIM_STATE; echo $$; exec tail -f /dev/null",
+                         env=environment)
+        process, state, command = (run.stdout.readline().split(",")[0].strip() for _ in range(3))
+        self.shell("true", env=environment)
+        self.assertTrue(os.path.exists(state), "another run leaves it alone")
+        run.kill()
+        self.assertTrue(wait_until(lambda: not is_running(process) and not is_running(command)))
+        # Alike in name only.
+        os.mkdir(self.path("zansim-abcdef"))
+        os.symlink(state, self.path("zansim-ghijkl"))
+        self.shell("true", env=environment)
+        self.assertEqual(sorted(name for name in os.listdir(self.directory) if "zansim" in name),
+                         ["zansim-abcdef", "zansim-ghijkl"])
+
+    def test_concurrent_runs_make_one_machine(self):
+        runs = [subprocess.Popen(self.line([*self.keeps_state(), "--virtual-clock", "--start-time",
+                                            f"2024-03-0{day} 00:00:00"], ["true"]))
+                for day in range(1, 7)]
+        self.assertEqual([run.wait() for run in runs], [0] * 6)
+        self.assertEqual(sorted(os.listdir(self.path("state"))),
+                         ["dev", "log", "machine", "node_online", "run"])
+
+
 class Machine(ZansimTest):
     def test_devices_are_those_of_the_machine(self):
         self.assertEqual(self.shell("cd / && ls /dev && [ -c /dev/null ] && [ ! -e dev/zanthe3 ] && "
