@@ -39,15 +39,15 @@ void completePci(Gpu& gpu, std::size_t index) {
   constexpr std::size_t kPerDomain = 32;
   constexpr std::size_t kFirstBus = 0x17;
   constexpr std::size_t kBusStep = 7;
-  otherwise(gpu[Number::pciDomain], index / kPerDomain);
-  otherwise(gpu[Number::pciBus], kFirstBus + index % kPerDomain * kBusStep);
-  otherwise(gpu[Number::pciDevice], 0);
+  otherwise(gpu[Number("pci/domain")], index / kPerDomain);
+  otherwise(gpu[Number("pci/bus")], kFirstBus + index % kPerDomain * kBusStep);
+  otherwise(gpu[Number("pci/device")], 0);
   const auto id = [&](int digits) {
-    return fmt::format("{:0{}X}:{:02X}:{:02X}.0", gpu[Number::pciDomain].value, digits,
-                       gpu[Number::pciBus].value, gpu[Number::pciDevice].value);
+    return fmt::format("{:0{}X}:{:02X}:{:02X}.0", gpu[Number("pci/domain")].value, digits,
+                       gpu[Number("pci/bus")].value, gpu[Number("pci/device")].value);
   };
-  otherwise(gpu[Text::pciBusId], id(8));
-  otherwise(gpu[Text::pciBusIdLegacy], id(4));
+  otherwise(gpu[Text("pci/bus_id")], id(8));
+  otherwise(gpu[Text("pci/bus_id_legacy")], id(4));
 }
 
 // GPUs in the order of their indices, dealt evenly to the NUMA nodes; two to a switch, two
@@ -68,32 +68,33 @@ void completePlacement(const Host& host, Gpu& gpu, std::size_t index) {
 
 void completeBoard(const Host& host, Gpu& gpu, std::size_t index) {
   const std::size_t board = index / host.gpusPerBoard;
-  const NumberSource& firstBus = host.gpus[board * host.gpusPerBoard][Number::pciBus];
-  otherwise(gpu[Number::boardId], board << 16U | (firstBus.value & 0xffU) << 8U);
-  otherwise(gpu[Number::boardPosition], index % host.gpusPerBoard);
-  otherwise(gpu[Number::boardMulti], host.gpusPerBoard > 1 ? 1 : 0);
+  const NumberSource& firstBus = host.gpus[board * host.gpusPerBoard][Number("pci/bus")];
+  otherwise(gpu[Number("board/id")], board << 16U | (firstBus.value & 0xffU) << 8U);
+  otherwise(gpu[Number("board/position")], index % host.gpusPerBoard);
+  otherwise(gpu[Number("board/multi")], host.gpusPerBoard > 1 ? 1 : 0);
   // Seven bytes, as the fourteen digits that are printed.
-  otherwise(gpu[Number::boardSn], identity(host, Purpose::boardSn, board) >> 8U);
+  otherwise(gpu[Number("board/sn")], identity(host, Purpose::boardSn, board) >> 8U);
 }
 
 void completeGpu(const Host& host, Gpu& gpu, std::size_t index) {
   for (TextSource& text : gpu.texts) replaceIndex(text.text, index);
-  otherwise(gpu[Text::uuid], "GPU-" + uuidText(host, Purpose::uuid, index));
-  otherwise(gpu[Text::serial],
+  otherwise(gpu[Text("uuid")], "GPU-" + uuidText(host, Purpose::uuid, index));
+  otherwise(gpu[Text("serial")],
             fmt::format("{:014d}", identity(host, Purpose::serial, index) % 100'000'000'000'000));
-  otherwise(gpu[Number::minorNumber], index);
-  otherwise(gpu[Number::gpuSn], identity(host, Purpose::gpuSn, index) >> 32U);
+  otherwise(gpu[Number("minor_number")], index);
+  otherwise(gpu[Number("gpu_sn")], identity(host, Purpose::gpuSn, index) >> 32U);
   completePci(gpu, index);
   completePlacement(host, gpu, index);
   completeBoard(host, gpu, index);
-  for (const NumberRow& row : numberRows()) {
-    NumberSource& source = gpu[row.attribute];
-    if (source.kind != NumberSource::Kind::unset) continue;
-    source = row.otherwise == Otherwise::unavailable
-                 ? NumberSource::failing(NVML_ERROR_NOT_SUPPORTED)
-                 : NumberSource::constant(row.value);
+  for (std::size_t i = 0; i < kNumberRows.size(); ++i) {
+    if (gpu.numbers[i].kind != NumberSource::Kind::unset) continue;
+    const std::optional<std::uint64_t> usual = kNumberRows[i].usual;
+    gpu.numbers[i] =
+        usual ? NumberSource::constant(*usual) : NumberSource::failing(NVML_ERROR_NOT_SUPPORTED);
   }
-  for (const TextRow& row : textRows()) otherwise(gpu[row.attribute], std::string(row.value));
+  for (std::size_t i = 0; i < kTextRows.size(); ++i) {
+    otherwise(gpu.texts[i], std::string(kTextRows[i].usual));
+  }
 }
 
 void completeType(VgpuType& type) {
@@ -124,27 +125,11 @@ void completeInstance(const Host& host, VgpuInstance& instance, std::size_t ordi
   }
 }
 
-// Where the description gives an instance this id; a generated one has no place of its own.
-std::string placeOfInstance(const Findings& findings, unsigned id) {
-  const auto found = std::find_if(
-      findings.references.rbegin(), findings.references.rend(), [&](const Reference& reference) {
-        return reference.what == Named::vgpuInstance && reference.number == id;
-      });
-  return found == findings.references.rend() ? "/gpus" : found->place;
-}
-
-void completeVgpus(Host& host, Findings& findings) {
+void completeVgpus(Host& host) {
   for (VgpuType& type : host.vgpuTypes) completeType(type);
-  std::set<unsigned> ids;
   std::size_t ordinal = 0;
   for (Gpu& gpu : host.gpus) {
-    for (VgpuInstance& instance : gpu.vgpu.instances) {
-      completeInstance(host, instance, ordinal++);
-      if (ids.insert(instance.id).second || !findings.keepsAnother()) continue;
-      findings.problems.push_back(
-          {placeOfInstance(findings, instance.id),
-           fmt::format("another vGPU instance has the id {}", instance.id)});
-    }
+    for (VgpuInstance& instance : gpu.vgpu.instances) completeInstance(host, instance, ordinal++);
   }
 }
 
@@ -161,20 +146,7 @@ void assignKeys(Host& host) {
   }
 }
 
-void completeProcesses(Host& host) {
-  for (std::size_t index = 0; index < host.gpus.size(); ++index) {
-    for (ProcessEntry& entry : host.gpus[index].processes) {
-      for (std::string& argument : entry.arguments) replaceIndex(argument, index);
-      entry.gpus = {static_cast<unsigned>(index)};
-      host.processes.push_back(std::move(entry));
-    }
-    host.gpus[index].processes.clear();
-  }
-  assignKeys(host);
-}
-
 void completeNodes(Host& host) {
-  if (host.numaNodes.empty()) host.numaNodes.resize(1);
   unsigned listed = 0;
   for (const NumaNode& node : host.numaNodes) {
     if (!node.cpus.empty()) listed = std::max(listed, node.cpus.back() + 1);
@@ -189,63 +161,9 @@ void completeNodes(Host& host) {
   }
 }
 
-// Whether nothing is wrong with the part of the description that says how many there are.
-bool isCounted(Named what, const std::vector<Problem>& problems) {
-  return std::none_of(problems.begin(), problems.end(), [&](const Problem& problem) {
-    const std::string& place = problem.place;
-    switch (what) {
-      case Named::gpu:
-        return place.empty() || place == "/gpus" || place.ends_with("/count");
-      case Named::numaNode:
-        return place.starts_with("/numa_nodes");
-      case Named::vgpuType:
-        return place.starts_with("/vgpu_types");
-      case Named::vgpuInstance:
-        break;
-    }
-    return false;
-  });
-}
-
-// Why there is no such thing on the machine; empty when there is.
-std::string whyMissing(const Reference& reference, const Host& host) {
-  const unsigned number = reference.number;
-  const auto beyond = [&](std::string_view what, std::size_t count) {
-    if (number < count) return std::string();
-    const std::string has = count == 0   ? "none"
-                            : count == 1 ? "only 0"
-                                         : fmt::format("0 to {}", count - 1);
-    return fmt::format("there is no {} {}, the machine has {}", what, number, has);
-  };
-  switch (reference.what) {
-    case Named::gpu:
-      return beyond("GPU", host.gpus.size());
-    case Named::numaNode:
-      return beyond("NUMA node", host.numaNodes.size());
-    case Named::vgpuType:
-      if (std::any_of(host.vgpuTypes.begin(), host.vgpuTypes.end(),
-                      [&](const VgpuType& type) { return type.id == number; })) {
-        return "";
-      }
-      return fmt::format("the vGPU type {} is none of \"vgpu_types\"", number);
-    case Named::vgpuInstance:
-      break;
-  }
-  return "";
-}
-
-void checkReferences(const Host& host, Findings& findings) {
-  const std::vector<Problem> before = findings.problems;
-  for (const Reference& reference : findings.references) {
-    std::string reason = whyMissing(reference, host);
-    if (reason.empty() || !isCounted(reference.what, before) || !findings.keepsAnother()) continue;
-    findings.problems.push_back({reference.place, std::move(reason)});
-  }
-}
-
 }  // namespace
 
-void completeHost(Host& host, Findings& findings) {
+void completeHost(Host& host) {
   otherwise(host.driverVersion, "1.8.2");
   otherwise(host.libraryVersion, "1.8.2");
   otherwise(host.cudaVersion, 11040);
@@ -253,9 +171,29 @@ void completeHost(Host& host, Findings& findings) {
   for (std::size_t index = 0; index < host.gpus.size(); ++index) {
     completeGpu(host, host.gpus[index], index);
   }
-  completeVgpus(host, findings);
-  completeProcesses(host);
-  checkReferences(host, findings);
+  completeVgpus(host);
+}
+
+std::optional<unsigned> sharedInstanceId(const Host& host) {
+  std::set<unsigned> ids;
+  for (const Gpu& gpu : host.gpus) {
+    for (const VgpuInstance& instance : gpu.vgpu.instances) {
+      if (!ids.insert(instance.id).second) return instance.id;
+    }
+  }
+  return std::nullopt;
+}
+
+void completeProcesses(Host& host) {
+  for (std::size_t index = 0; index < host.gpus.size(); ++index) {
+    for (ProcessEntry& entry : host.gpus[index].processes) {
+      for (std::string& argument : entry.arguments) replaceIndex(argument, index);
+      entry.gpus = {static_cast<unsigned>(index)};
+      host.processes.push_back(std::move(entry));
+    }
+    host.gpus[index].processes.clear();
+  }
+  assignKeys(host);
 }
 
 }  // namespace zansim

@@ -1,12 +1,19 @@
-// Fills in what a description leaves out, and checks what only the whole machine shows.
+// Fills in what a description leaves out.
 #pragma once
 
 #include "description/host.h"
-#include "description/node.h"
+
+#include <optional>
 
 namespace zansim {
 
-// Complains where what the description names is not there.
-void completeHost(Host& host, Findings& findings);
+// Everything but the processes.
+void completeHost(Host& host);
+
+// Makes the processes of the GPUs those of the machine, behind its own.
+void completeProcesses(Host& host);
+
+// The id that two vGPU instances of a complete machine have.
+std::optional<unsigned> sharedInstanceId(const Host& host);
 
 }  // namespace zansim

@@ -6,11 +6,12 @@
 
 namespace zansim {
 
-// "faults": every entry names its operations and what befalls them.
-void readFaults(const Node& node, std::vector<Fault>& faults);
+// "faults": every entry names its operations and what befalls them. The GPUs of the machine must
+// have been read.
+void readFaults(const Node& node, Host& host);
 
 // "lost": GPUs that fall off the bus, every call on them failing from then on.
-void readLost(const Node& node, std::vector<Fault>& faults);
+void readLost(const Node& node, Host& host);
 
 // The operations that a name, a pattern or a list of them means; complains about those that mean
 // none.

@@ -6,16 +6,18 @@
 
 namespace zansim {
 
-// One entry of "gpus", or "defaults". What the entry says is laid over `gpu`; `count` tells how
-// many GPUs the entry stands for.
-void readGpu(const Node& node, Gpu& gpu, unsigned& count);
+// What an entry of "gpus", or "defaults", says is laid over `gpu`. An entry may have a "count", the
+// number of GPUs that it stands for; `count` is null for "defaults". The NUMA nodes and the vGPU
+// types of the machine must have been read.
+void readGpu(const Node& node, const Host& host, Gpu& gpu, unsigned* count);
 
 // "vgpu" of a GPU and "vgpu_types" of the machine.
-void readVgpu(const Node& node, Vgpu& vgpu);
+void readVgpu(const Node& node, const Host& host, Vgpu& vgpu);
 void readVgpuTypes(const Node& node, std::vector<VgpuType>& types);
 
-// A list of processes; one of the machine names the GPUs that each process uses.
-enum class ProcessOwner { gpu, machine };
-void readProcesses(const Node& node, ProcessOwner owner, std::vector<ProcessEntry>& processes);
+// A list of processes of one GPU, or of a machine with so many: then each process names the GPUs
+// that it uses.
+void readGpuProcesses(const Node& node, std::vector<ProcessEntry>& processes);
+void readMachineProcesses(const Node& node, std::size_t gpus, std::vector<ProcessEntry>& processes);
 
 }  // namespace zansim

@@ -86,24 +86,18 @@ struct Vgpu {
 };
 
 struct Gpu {
-  std::array<NumberSource, kNumberCount> numbers;
-  std::array<TextSource, kTextCount> texts;
+  std::array<NumberSource, kNumberRows.size()> numbers;
+  std::array<TextSource, kTextRows.size()> texts;
   Engines jpu;
   Engines vpu;
   Vgpu vgpu;
   std::optional<Placement> place;       // always set in a complete machine
   std::vector<ProcessEntry> processes;  // empty in a complete machine: see Host::processes
 
-  const NumberSource& operator[](Number attribute) const {
-    return numbers[static_cast<std::size_t>(attribute)];
-  }
-  NumberSource& operator[](Number attribute) {
-    return numbers[static_cast<std::size_t>(attribute)];
-  }
-  const TextSource& operator[](Text attribute) const {
-    return texts[static_cast<std::size_t>(attribute)];
-  }
-  TextSource& operator[](Text attribute) { return texts[static_cast<std::size_t>(attribute)]; }
+  const NumberSource& operator[](Number attribute) const { return numbers[attribute.row]; }
+  NumberSource& operator[](Number attribute) { return numbers[attribute.row]; }
+  const TextSource& operator[](Text attribute) const { return texts[attribute.row]; }
+  TextSource& operator[](Text attribute) { return texts[attribute.row]; }
 };
 
 struct NumaNode {

@@ -2,7 +2,6 @@
 #pragma once
 
 #include "description/host.h"
-#include "description/node.h"
 
 #include <optional>
 #include <string>
@@ -18,10 +17,9 @@ struct HostReading {
   std::vector<std::string> problems = {};
 };
 
-// `name` is the file's name for the messages. Tells which keys the description uses to whoever
-// wants to know.
-HostReading readHost(std::string_view json, const std::string& name, KeyUse* keyUse = nullptr);
+// `name` is the file's name for the messages.
+HostReading readHost(std::string_view json, const std::string& name);
 
-HostReading readHostFile(const std::string& path, KeyUse* keyUse = nullptr);
+HostReading readHostFile(const std::string& path);
 
 }  // namespace zansim

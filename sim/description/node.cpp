@@ -3,20 +3,12 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <limits>
+#include <tuple>
 
 namespace zansim {
 
 namespace {
-
-// A value as it is quoted in a message, shortened.
-std::string shown(const Json& value) {
-  if (value.is_object()) return "an object";
-  if (value.is_array()) return "a list";
-  constexpr std::size_t kLongest = 40;
-  std::string text = value.dump(-1, ' ', true, Json::error_handler_t::replace);
-  if (text.size() > kLongest) text = text.substr(0, kLongest) + "...";
-  return text;
-}
 
 // The number of single-character changes from one word to the other.
 std::size_t distance(std::string_view a, std::string_view b) {
@@ -36,92 +28,70 @@ std::size_t distance(std::string_view a, std::string_view b) {
 
 }  // namespace
 
-bool Findings::keepsAnother() {
-  constexpr std::size_t kMost = 1000;
-  if (problems.size() < kMost) return true;
-  ++furtherProblems;
-  return false;
-}
-
-std::string pointerToken(std::string_view key) {
-  std::string text;
-  for (const char c : key) {
-    if (c == '~') {
-      text += "~0";
-    } else if (c == '/') {
-      text += "~1";
-    } else {
-      text += c;
-    }
-  }
-  return text;
+bool Node::isText(std::string_view text) const {
+  const auto* const own = as<std::string>();
+  return own != nullptr && *own == text;
 }
 
 std::string Node::place() const {
   if (parent_ == nullptr) return "";
-  const bool inList = parent_->value_.is_array();
-  return parent_->place() + "/" + (inList ? std::to_string(index_) : pointerToken(key_));
+  const bool inList = parent_->as<Value::List>() != nullptr;
+  return parent_->place() + "/" + (inList ? std::to_string(index_) : escaped(std::string(key_)));
 }
 
-void Node::complain(std::string reason) const {
-  if (findings_.keepsAnother()) findings_.problems.push_back({place(), std::move(reason)});
-}
-
-void Node::refersTo(Named what, unsigned number) const {
-  findings_.references.push_back({what, number, place()});
-}
-
-void Node::noteKey(std::string_view kind, std::string_view key, bool used) const {
-  if (findings_.keyUse == nullptr) return;
-  findings_.keyUse->known.emplace(kind, key);
-  if (used) findings_.keyUse->used.emplace(kind, key);
+void Node::complain(std::string_view reason) const {
+  const std::string where = place();
+  problems_.push_back({value_.line, fmt::format("{}: {}", where.empty() ? "/" : where, reason)});
 }
 
 void Node::complainExpected(std::string_view wanted) const {
   complain(fmt::format("expected {}, not {}", wanted, shown(value_)));
 }
 
+Members::Members(const Node& object) : object_(object), members_(*object.as<Value::Object>()) {
+  for (auto member = members_.begin(); member != members_.end(); ++member) {
+    const auto first = std::find_if(members_.begin(), member,
+                                    [&](const Member& other) { return other.key == member->key; });
+    if (first == member) continue;
+    object.member(*member).complain(
+        fmt::format("this key stands twice, for the first time in line {}", first->value.line));
+  }
+}
+
+const Member* Members::find(std::string_view key) const {
+  const auto found = std::find_if(members_.begin(), members_.end(),
+                                  [&](const Member& member) { return member.key == key; });
+  return found == members_.end() ? nullptr : &*found;
+}
+
+void Members::refuseOthers() const {
+  std::vector<std::string_view> known = known_;
+  std::sort(known.begin(), known.end());
+  for (const Member& member : members_) {
+    if (std::binary_search(known.begin(), known.end(), member.key)) continue;
+    const std::string hint = suggestion(member.key, known);
+    object_.member(member).complain(
+        hint.empty() ? fmt::format("unknown key, the keys here are {}", fmt::join(known, ", "))
+                     : "unknown key" + hint);
+  }
+}
+
 std::string suggestion(std::string_view word, std::span<const std::string_view> known) {
   constexpr std::size_t kLongestWord = 64;
   if (word.size() > kLongestWord) return "";
   constexpr std::size_t kShortestStart = 3;
-  std::string_view nearest;
   // So many changes are a slip of the fingers; more are another word.
-  std::size_t best = word.size() / 3 + (word.size() < 2 * kShortestStart ? 1 : 2);
+  const std::size_t slip = word.size() / 3 + (word.size() < 2 * kShortestStart ? 0 : 1);
+  std::pair best{slip, std::numeric_limits<std::size_t>::max()};
+  std::string_view nearest;
   for (const std::string_view candidate : known) {
     const bool begins = word.size() >= kShortestStart && candidate.starts_with(word);
-    const std::size_t changes = begins ? 0 : distance(word, candidate);
-    if (changes < best) {
-      best = changes;
-      nearest = candidate;
-    }
+    const std::pair rank{begins ? 1 : distance(word, candidate), candidate.size()};
+    if (rank >= best) continue;
+    best = rank;
+    nearest = candidate;
   }
   return nearest.empty() ? "" : fmt::format(", did you mean \"{}\"?", nearest);
-}
-
-void complainUnknownKey(const Node& node, std::string_view unknown,
-                        std::span<const std::string_view> known) {
-  const std::string hint = suggestion(unknown, known);
-  if (!hint.empty()) return node.complain("unknown key" + hint);
-  std::vector<std::string_view> sorted(known.begin(), known.end());
-  std::sort(sorted.begin(), sorted.end());
-  node.complain(fmt::format("unknown key, the keys here are {}", fmt::join(sorted, ", ")));
-}
-
-bool isText(const Node& node, std::string_view text) {
-  return node.json().is_string() && node.json().get_ref<const std::string&>() == text;
-}
-
-bool expectObject(const Node& node, std::string_view what) {
-  if (node.json().is_object()) return true;
-  node.complainExpected(what);
-  return false;
-}
-
-bool expectArray(const Node& node, std::string_view what) {
-  if (node.json().is_array()) return true;
-  node.complainExpected(what);
-  return false;
 }
 
 }  // namespace zansim

@@ -6,6 +6,7 @@
 #include <array>
 #include <bitset>
 #include <cstddef>
+#include <string>
 #include <string_view>
 
 namespace zansim {
@@ -28,8 +29,9 @@ using OperationSet = std::bitset<kOperationCount>;
 
 constexpr std::size_t indexOf(Operation operation) { return static_cast<std::size_t>(operation); }
 
-// The operations whose name matches a pattern, in which "*" stands for any run of characters.
-OperationSet operationsMatching(std::string_view pattern);
+// The operations whose name matches a shell's pattern, in which "*" stands for any run of
+// characters.
+OperationSet operationsMatching(const std::string& pattern);
 
 struct ReturnCodeName {
   std::string_view name;

@@ -5,15 +5,12 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <array>
 #include <charconv>
 #include <cmath>
 
 namespace zansim {
 
 namespace {
-
-constexpr std::string_view kUnavailable = "unavailable";
 
 struct Unit {
   std::string_view name;
@@ -24,30 +21,23 @@ constexpr std::array kUnits{Unit{"B", 1ULL},          Unit{"KiB", 1ULL << 10U},
                             Unit{"MiB", 1ULL << 20U}, Unit{"GiB", 1ULL << 30U},
                             Unit{"TiB", 1ULL << 40U}, Unit{"PiB", 1ULL << 50U}};
 
-bool parseInteger(std::string_view text, int base, std::uint64_t& value) {
+// The whole text as a number.
+template <typename Number, typename... Base>
+bool parse(std::string_view text, Number& value, Base... base) {
   const char* const end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, value, base);
-  return error == std::errc() && stop == end && !text.empty();
-}
-
-bool parseHexOrDecimal(std::string_view text, std::uint64_t& value) {
-  if (text.starts_with("0x") || text.starts_with("0X")) {
-    return parseInteger(text.substr(2), 16, value);
-  }
-  return parseInteger(text, 10, value);
+  const auto [stop, error] = std::from_chars(text.data(), end, value, base...);
+  return error == std::errc() && stop == end;
 }
 
 // "16 GiB", "1.5GiB".
 bool parseBytes(std::string_view text, std::uint64_t& value) {
   const std::size_t digits = std::min(text.find_first_not_of("0123456789."), text.size());
-  std::string_view unitName = text.substr(digits);
-  while (unitName.starts_with(' ')) unitName.remove_prefix(1);
-  const auto* unit = std::find_if(kUnits.begin(), kUnits.end(), [&](const Unit& candidate) {
-    return candidate.name == unitName;
+  const std::size_t unitAt = std::min(text.find_first_not_of(' ', digits), text.size());
+  const auto* const unit = std::find_if(kUnits.begin(), kUnits.end(), [&](const Unit& candidate) {
+    return candidate.name == text.substr(unitAt);
   });
   double amount = 0;
-  const auto [stop, error] = std::from_chars(text.data(), text.data() + digits, amount);
-  if (unit == kUnits.end() || error != std::errc() || stop != text.data() + digits) return false;
+  if (unit == kUnits.end() || !parse(text.substr(0, digits), amount)) return false;
   const double bytes = amount * static_cast<double>(unit->bytes);
   if (bytes > 0x1p52) return false;
   value = static_cast<std::uint64_t>(std::llround(bytes));
@@ -57,38 +47,39 @@ bool parseBytes(std::string_view text, std::uint64_t& value) {
 // "0.85"; each part is taken as the digits stand.
 bool parsePair(std::string_view text, std::uint64_t& value) {
   const std::size_t point = text.find('.');
-  if (point == std::string_view::npos) return false;
-  std::uint64_t first = 0;
-  std::uint64_t second = 0;
-  constexpr std::uint64_t kMost = std::numeric_limits<std::uint32_t>::max();
-  if (!parseInteger(text.substr(0, point), 10, first) || first > kMost) return false;
-  if (!parseInteger(text.substr(point + 1), 10, second) || second > kMost) return false;
+  std::uint32_t first = 0;
+  std::uint32_t second = 0;
+  if (point == std::string_view::npos || !parse(text.substr(0, point), first) ||
+      !parse(text.substr(point + 1), second)) {
+    return false;
+  }
   value = packPair(first, second);
   return true;
 }
 
-bool parseSpelled(const Json& json, const NumberRule& rule, std::uint64_t& value) {
-  if (json.is_boolean()) {
-    const std::string_view word = json.get<bool>() ? "true" : "false";
-    for (const Word& candidate : rule.words) {
-      if (candidate.text == word) return value = candidate.value, true;
-    }
+bool parseSpelled(const Value& json, const NumberRule& rule, std::uint64_t& value) {
+  std::string_view text;
+  if (const auto* const truth = json.as<bool>()) text = *truth ? "true" : "false";
+  if (const auto* const own = json.as<std::string>()) text = *own;
+  for (const Word& word : rule.words) {
+    if (word.text == text) return value = word.value, true;
+  }
+  if (json.as<std::string>() == nullptr) return false;
+  if (rule.form == Form::bytes) return parseBytes(text, value);
+  if (rule.form == Form::pair) return parsePair(text, value);
+  return text.starts_with("0x") && parse(text.substr(2), value, 16);
+}
+
+bool parseNumber(const Value& json, const NumberRule& rule, std::uint64_t& value) {
+  std::uint64_t parsed = 0;
+  if (const auto* const number = json.as<std::uint64_t>(); number && rule.form != Form::pair) {
+    parsed = *number;
+  } else if (!parseSpelled(json, rule, parsed)) {
     return false;
   }
-  if (!json.is_string()) return false;
-  const auto& text = json.get_ref<const std::string&>();
-  for (const Word& candidate : rule.words) {
-    if (candidate.text == text) return value = candidate.value, true;
-  }
-  switch (rule.form) {
-    case Form::bytes:
-      return parseBytes(text, value);
-    case Form::pair:
-      return parsePair(text, value);
-    case Form::plain:
-      break;
-  }
-  return text.starts_with("0x") && parseHexOrDecimal(text, value);
+  if (parsed < rule.min || parsed > rule.max) return false;
+  value = parsed;
+  return true;
 }
 
 std::string wanted(const NumberRule& rule) {
@@ -103,178 +94,114 @@ std::string wanted(const NumberRule& rule) {
   return text;
 }
 
-bool parseNumber(const Json& json, const NumberRule& rule, std::uint64_t& value) {
-  std::uint64_t parsed = 0;
-  if (json.is_number_unsigned()) {
-    if (rule.form == Form::pair) return false;
-    parsed = json.get<std::uint64_t>();
-  } else if (!parseSpelled(json, rule, parsed)) {
-    return false;
-  }
-  if (parsed < rule.min || parsed > rule.max) return false;
-  value = parsed;
-  return true;
+std::optional<double> numberOf(const Value& value) {
+  if (const auto* const whole = value.as<std::uint64_t>()) return static_cast<double>(*whole);
+  if (const auto* const number = value.as<double>()) return *number;
+  return std::nullopt;
 }
 
 // A bound or a step of a signal: a number, or whatever the attribute's constants may be.
 void readLevel(const Node& node, const NumberRule& rule, double& level) {
-  const double value = node.json().is_number() ? node.json().get<double>() : -1;
+  std::uint64_t parsed = 0;
+  const auto number = numberOf(node.value());
+  if (!number && !parseNumber(node.value(), rule, parsed)) {
+    return node.complainExpected(wanted(rule));
+  }
+  const double value = number.value_or(static_cast<double>(parsed));
   // Beyond this a double cannot tell neighbours apart.
   const double most = std::min(static_cast<double>(rule.max), 0x1p52);
-  std::uint64_t parsed = 0;
-  if (value >= static_cast<double>(rule.min) && value <= most) {
-    level = value;
-  } else if (parseNumber(node.json(), rule, parsed) && static_cast<double>(parsed) <= most) {
-    level = static_cast<double>(parsed);
-  } else {
-    node.complainExpected(wanted(rule));
+  if (value < static_cast<double>(rule.min) || value > most) {
+    return node.complainExpected(wanted(rule));
   }
+  level = value;
 }
 
-struct SignalDraft {
-  const NumberRule& rule;
-  Signal signal;
-  bool hasMin = false;
-  bool hasMax = false;
-};
-
-struct ShapeName {
-  std::string_view name;
-  Signal::Shape shape;
-};
-
-constexpr std::array kShapes{
-    ShapeName{"sine", Signal::Shape::sine}, ShapeName{"ramp", Signal::Shape::ramp},
-    ShapeName{"steps", Signal::Shape::steps}, ShapeName{"walk", Signal::Shape::walk}};
-
-void readShape(const Node& node, SignalDraft& draft) {
-  for (const ShapeName& shape : kShapes) {
-    if (isText(node, shape.name)) {
-      draft.signal.shape = shape.shape;
-      return;
-    }
-  }
-  node.complainExpected("\"sine\", \"ramp\", \"steps\" or \"walk\"");
-}
-
-void readSteps(const Node& node, SignalDraft& draft) {
+void readSteps(const Node& node, const NumberRule& rule, std::vector<double>& steps) {
+  readList(node, "a list of numbers",
+           [&](const Node& element) { readLevel(element, rule, steps.emplace_back()); });
   constexpr std::size_t kMost = 1000;
-  if (node.json().empty() || node.json().size() > kMost) {
-    return node.complain("expected a list of 1 to 1000 numbers");
-  }
-  readList(node, "a list of numbers", [&](const Node& element) {
-    double level = 0;
-    readLevel(element, draft.rule, level);
-    draft.signal.values.push_back(level);
-  });
+  if (steps.empty() || steps.size() > kMost) node.complain("expected a list of 1 to 1000 numbers");
 }
 
-void readPeriod(const Node& node, SignalDraft& draft) {
-  constexpr Time kShortest = kSecond / 1000;
-  constexpr Time kLongest = 1'000'000 * kSecond;
-  readSeconds(node, draft.signal.period);
-  // The bounds keep a thousand periods within the range of a time.
-  if (draft.signal.period < kShortest || draft.signal.period > kLongest) {
-    node.complain("a period lies between 0.001 and 1000000 seconds");
-    draft.signal.period = kSecond;
-  }
+void readShape(const Node& node, Signal::Shape& shape) {
+  readWord(node,
+           {{"sine", Signal::Shape::sine},
+            {"ramp", Signal::Shape::ramp},
+            {"steps", Signal::Shape::steps},
+            {"walk", Signal::Shape::walk}},
+           shape);
 }
-
-constexpr std::array kSignalKeys{
-    Key<SignalDraft>{"signal", readShape},
-    Key<SignalDraft>{"min",
-                     [](const Node& node, SignalDraft& draft) {
-                       draft.hasMin = true;
-                       readLevel(node, draft.rule, draft.signal.min);
-                     }},
-    Key<SignalDraft>{"max",
-                     [](const Node& node, SignalDraft& draft) {
-                       draft.hasMax = true;
-                       readLevel(node, draft.rule, draft.signal.max);
-                     }},
-    Key<SignalDraft>{"period", readPeriod},
-    Key<SignalDraft>{"phase", [](const Node& node,
-                                 SignalDraft& draft) { readSeconds(node, draft.signal.phase); }},
-    Key<SignalDraft>{"seed",
-                     [](const Node& node, SignalDraft& draft) {
-                       readInteger(node, 0, std::numeric_limits<std::uint64_t>::max(),
-                                   draft.signal.seed);
-                     }},
-    Key<SignalDraft>{"values", readSteps},
-};
 
 void readSignal(const Node& node, const NumberRule& rule, NumberSource& source) {
   if (rule.form == Form::pair) return node.complain("this attribute cannot be a signal");
-  SignalDraft draft{.rule = rule, .signal = {}};
-  readObject(node, "signal", kSignalKeys, draft);
-  if (!node.json().contains("signal")) {
-    return node.complain(R"(a signal needs "signal": "sine", "ramp", "steps" or "walk")");
-  }
-  const bool isSteps = draft.signal.shape == Signal::Shape::steps;
-  if (isSteps == draft.signal.values.empty()) {
-    return node.complain(isSteps ? "a \"steps\" signal needs \"values\""
-                                 : "only a \"steps\" signal has \"values\"");
-  }
-  if (isSteps == (draft.hasMin || draft.hasMax) || draft.hasMin != draft.hasMax) {
-    return node.complain(isSteps ? "a \"steps\" signal has no \"min\" and \"max\""
-                                 : "this signal needs \"min\" and \"max\"");
-  }
-  if (draft.signal.min > draft.signal.max) return node.complain("\"min\" is above \"max\"");
+  Signal signal;
+  readObject(node, [&](Members& members) {
+    if (!members.read("signal", readShape, signal.shape)) {
+      node.complain(R"(a signal needs "signal": "sine", "ramp", "steps" or "walk")");
+    }
+    const bool hasMin = members.read("min", readLevel, rule, signal.min);
+    const bool hasMax = members.read("max", readLevel, rule, signal.max);
+    const bool hasValues = members.read("values", readSteps, rule, signal.values);
+    // The bounds keep a thousand periods within the range of a time.
+    members.read("period", readSeconds, 0.001, 1e6, signal.period);
+    members.read("phase", readSeconds, 0, kMostSeconds, signal.phase);
+    members.read("seed", readInteger, 0U, kAll64, signal.seed);
+    const bool isSteps = signal.shape == Signal::Shape::steps;
+    if (isSteps != hasValues || isSteps == hasMin || isSteps == hasMax) {
+      node.complain(isSteps ? "a \"steps\" signal has \"values\", and neither \"min\" nor \"max\""
+                            : "this signal has \"min\" and \"max\", and no \"values\"");
+    } else if (signal.min > signal.max) {
+      node.complain("\"min\" is above \"max\"");
+    }
+  });
   source = {.kind = NumberSource::Kind::signal,
-            .signal = std::make_shared<const Signal>(std::move(draft.signal))};
+            .signal = std::make_shared<const Signal>(std::move(signal))};
 }
 
-// Whether the value is {FORM: ...}.
-bool isForm(const Node& node, const char* form) {
-  const bool matches =
-      node.json().is_object() && node.json().size() == 1 && node.json().contains(form);
-  node.noteKey("value", form, matches);
-  return matches;
-}
-
-bool isLikeSignal(const Json& json) {
-  return std::any_of(kSignalKeys.begin(), kSignalKeys.end(),
-                     [&](const auto& key) { return json.is_object() && json.contains(key.name); });
+// The member of an object that has this one alone.
+std::optional<Node> soleMember(const Node& node, std::string_view key) {
+  const auto* const object = node.as<Value::Object>();
+  if (object == nullptr || object->size() != 1 || object->front().key != key) return std::nullopt;
+  return node.member(object->front());
 }
 
 }  // namespace
 
 std::optional<nvmlReturn_t> readFailure(const Node& node) {
-  if (isText(node, kUnavailable)) return NVML_ERROR_NOT_SUPPORTED;
-  if (!isForm(node, "fails")) return std::nullopt;
+  if (node.isText("unavailable")) return NVML_ERROR_NOT_SUPPORTED;
+  const auto fails = soleMember(node, "fails");
+  if (!fails) return std::nullopt;
   nvmlReturn_t code = NVML_ERROR_UNKNOWN;
-  readReturnCode(node.member("fails", node.json().front()), code);
+  readReturnCode(*fails, code);
   return code;
 }
 
 void readNumberSource(const Node& node, const NumberRule& rule, NumberSource& source) {
-  if (const auto code = readFailure(node)) {
+  if (const auto code = rule.mayFail ? readFailure(node) : std::nullopt) {
     source = NumberSource::failing(*code);
-  } else if (isForm(node, "raw")) {
-    const Node raw = node.member("raw", node.json().front());
-    const NumberRule any{.max = std::numeric_limits<std::uint64_t>::max()};
-    readNumberSource(raw, any, source);
-  } else if (isLikeSignal(node.json())) {
+  } else if (const auto raw = soleMember(node, "raw")) {
+    readNumberSource(*raw, {.max = kAll64, .mayFail = rule.mayFail}, source);
+  } else if (node.isObject()) {
     readSignal(node, rule, source);
-  } else if (std::uint64_t value = 0; parseNumber(node.json(), rule, value)) {
+  } else if (std::uint64_t value = 0; parseNumber(node.value(), rule, value)) {
     source = NumberSource::constant(value);
   } else {
-    const bool mayVary = rule.form != Form::pair;
-    node.complainExpected(wanted(rule) + (mayVary ? ", a signal" : "") + " or \"unavailable\"");
+    node.complainExpected(wanted(rule) + (rule.form != Form::pair ? ", a signal" : "") +
+                          (rule.mayFail ? " or \"unavailable\"" : ""));
   }
 }
 
 void readTextSource(const Node& node, std::size_t longest, TextSource& source) {
   if (const auto code = readFailure(node)) {
     source = TextSource::failing(*code);
-  } else if (isForm(node, "fill")) {
+  } else if (const auto fill = soleMember(node, "fill")) {
     source = {.given = true, .fillsBuffer = true};
-    readText(node.member("fill", node.json().front()), 1, source.text);
+    readText(*fill, 1, source.text);
     if (source.text.empty()) node.complain("\"fill\" needs one character");
-  } else if (isForm(node, "raw")) {
+  } else if (const auto raw = soleMember(node, "raw")) {
     source = {.given = true};
-    readText(node.member("raw", node.json().front()), 1U << 20U, source.text);
-  } else if (node.json().is_string()) {
+    readText(*raw, std::string::npos, source.text);
+  } else if (node.as<std::string>() != nullptr) {
     source = {.given = true};
     readText(node, longest, source.text);
   } else {
@@ -283,31 +210,31 @@ void readTextSource(const Node& node, std::size_t longest, TextSource& source) {
 }
 
 void readReturnCode(const Node& node, nvmlReturn_t& code) {
+  const auto* const word = node.as<std::string>();
+  if (word == nullptr) {
+    unsigned number = code;
+    readUnsigned(node, 1, 999, number);
+    code = static_cast<nvmlReturn_t>(number);
+    return;
+  }
   std::vector<std::string_view> names;
   for (const auto& [name, value] : kReturnCodeNames) {
-    if (isText(node, name)) {
+    if (*word == name) {
       code = value;
       return;
     }
     names.push_back(name);
   }
-  if (node.json().is_string()) {
-    const auto& word = node.json().get_ref<const std::string&>();
-    const std::string hint = suggestion(word, names);
-    return node.complain(
-        hint.empty()
-            ? fmt::format("unknown return code, expected a number from 1 to 999 or one of {}",
-                          fmt::join(names, ", "))
-            : "unknown return code" + hint);
-  }
-  unsigned number = 0;
-  readUnsigned(node, 1, 999, number);
-  code = static_cast<nvmlReturn_t>(number);
+  const std::string hint = suggestion(*word, names);
+  node.complain("unknown return code" +
+                (hint.empty() ? fmt::format(", expected a number from 1 to 999 or one of {}",
+                                            fmt::join(names, ", "))
+                              : hint));
 }
 
 void readInteger(const Node& node, std::uint64_t min, std::uint64_t max, std::uint64_t& target) {
   const NumberRule rule{.min = min, .max = max};
-  if (!parseNumber(node.json(), rule, target)) node.complainExpected(wanted(rule));
+  if (!parseNumber(node.value(), rule, target)) node.complainExpected(wanted(rule));
 }
 
 void readUnsigned(const Node& node, unsigned min, unsigned max, unsigned& target) {
@@ -316,58 +243,77 @@ void readUnsigned(const Node& node, unsigned min, unsigned max, unsigned& target
   target = static_cast<unsigned>(value);
 }
 
-void readGpuIndex(const Node& node, unsigned& index) {
-  readUnsigned(node, 0, std::numeric_limits<unsigned>::max(), index);
-  node.refersTo(Named::gpu, index);
-}
-
 void readBool(const Node& node, bool& target) {
-  if (!node.json().is_boolean()) return node.complainExpected("true or false");
-  target = node.json().get<bool>();
+  const auto* const value = node.as<bool>();
+  if (value == nullptr) return node.complainExpected("true or false");
+  target = *value;
 }
 
 void readText(const Node& node, std::size_t longest, std::string& target) {
-  if (!node.json().is_string()) return node.complainExpected("a text");
-  const auto& text = node.json().get_ref<const std::string&>();
-  if (text.size() > longest) {
+  const auto* const text = node.as<std::string>();
+  if (text == nullptr) return node.complainExpected("a text");
+  if (text->size() > longest) {
     return node.complain(
-        fmt::format("a text of {} bytes, the longest is {}", text.size(), longest));
+        fmt::format("a text of {} bytes, the longest is {}", text->size(), longest));
   }
-  if (text.find('\0') != std::string::npos) return node.complain("a text holds no NUL");
-  target = text;
+  if (text->find('\0') != std::string::npos) return node.complain("a text holds no NUL");
+  target = *text;
 }
 
-void readSeconds(const Node& node, Time& target) {
-  constexpr double kMost = 1e9;
-  const double seconds = node.json().is_number() ? node.json().get<double>() : -1;
-  if (!(seconds >= 0 && seconds <= kMost)) {
-    return node.complainExpected("a number of seconds from 0 to 1000000000");
+bool expectIndex(const Node& node, std::string_view what, std::size_t count, unsigned index) {
+  if (index < count) return true;
+  const std::string has = count == 0 ? "none" : fmt::format("0 to {}", count - 1);
+  node.complain(fmt::format("there is no {} {}, the machine has {}", what, index, has));
+  return false;
+}
+
+void readIndices(const Node& node, std::string_view what, std::size_t count,
+                 std::vector<unsigned>& indices) {
+  const auto readOne = [&](const Node& element) {
+    unsigned index = 0;
+    readUnsigned(element, 0, ~0U, index);
+    if (expectIndex(element, what, count, index)) indices.push_back(index);
+  };
+  const auto* const list = node.as<Value::List>();
+  if (list == nullptr) return readOne(node);
+  // An empty list would mean every one.
+  if (list->empty()) node.complain(fmt::format("the list names no {}", what));
+  readList(node, "a list", readOne);
+}
+
+void readSeconds(const Node& node, double min, double max, Time& target) {
+  const double seconds = numberOf(node.value()).value_or(-1);
+  if (seconds < min || seconds > max) {
+    return node.complainExpected(fmt::format("a number of seconds from {} to {}", min, max));
   }
   target = std::llround(seconds * static_cast<double>(kSecond));
 }
 
 void readCpuList(const Node& node, std::vector<unsigned>& cpus) {
-  constexpr std::uint64_t kMostCpus = 8192;
+  constexpr unsigned kMostCpus = 8192;
   std::string text;
-  readText(node, 4096, text);
-  if (text.empty()) return;
-  std::vector<unsigned> listed;
-  for (std::size_t begin = 0; begin <= text.size();) {
+  readText(node, std::string::npos, text);
+  for (std::size_t begin = 0; begin < text.size();) {
     const std::size_t end = std::min(text.find(',', begin), text.size());
     const std::string_view piece = std::string_view(text).substr(begin, end - begin);
-    const std::size_t dash = std::min(piece.find('-'), piece.size());
-    std::uint64_t first = 0;
-    std::uint64_t last = 0;
-    bool good = parseInteger(piece.substr(0, dash), 10, first);
-    last = first;
-    if (dash < piece.size()) good = good && parseInteger(piece.substr(dash + 1), 10, last);
-    if (!good || last < first || last >= kMostCpus || (!listed.empty() && first <= listed.back())) {
+    const std::size_t dash = piece.find('-');
+    unsigned first = 0;
+    unsigned last = 0;
+    const bool good = parse(piece.substr(0, dash), first) &&
+                      parse(piece.substr(dash == std::string_view::npos ? 0 : dash + 1), last);
+    if (!good || last < first || last >= kMostCpus || (!cpus.empty() && first <= cpus.back())) {
       return node.complainExpected("ascending CPU numbers below 8192 like \"0-7,16-23\"");
     }
-    for (; first <= last; ++first) listed.push_back(static_cast<unsigned>(first));
+    for (; first <= last; ++first) cpus.push_back(first);
     begin = end + 1;
   }
-  cpus = std::move(listed);
+}
+
+std::string listed(std::vector<std::string> words) {
+  for (std::string& word : words) word = '"' + word + '"';
+  const std::string last = words.back();
+  words.pop_back();
+  return fmt::format("{} or {}", fmt::join(words, ", "), last);
 }
 
 void replaceIndex(std::string& text, std::size_t index) {

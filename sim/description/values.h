@@ -7,10 +7,10 @@
 #include "description/source.h"
 
 #include <cstdint>
-#include <limits>
 #include <optional>
 #include <string>
-#include <string_view>
+#include <utility>
+#include <vector>
 
 namespace zansim {
 
@@ -32,16 +32,38 @@ void readReturnCode(const Node& node, nvmlReturn_t& code);
 // Plain numbers and texts, which can be no signal.
 void readInteger(const Node& node, std::uint64_t min, std::uint64_t max, std::uint64_t& target);
 void readUnsigned(const Node& node, unsigned min, unsigned max, unsigned& target);
-// The index of a GPU, which the machine must turn out to have.
-void readGpuIndex(const Node& node, unsigned& index);
 void readBool(const Node& node, bool& target);
 void readText(const Node& node, std::size_t longest, std::string& target);
 
-// Seconds, whole or fractional, up to some thirty years.
-void readSeconds(const Node& node, Time& target);
+// The number, or the list of numbers, of things of which the machine has so many.
+void readIndices(const Node& node, std::string_view what, std::size_t count,
+                 std::vector<unsigned>& indices);
+// Complains when the machine does not have the thing of this number, and tells whether it has.
+bool expectIndex(const Node& node, std::string_view what, std::size_t count, unsigned index);
+
+// Seconds, whole or fractional.
+void readSeconds(const Node& node, double min, double max, Time& target);
+constexpr double kMostSeconds = 1e9;  // some thirty years
 
 // "0-3,8" as ascending numbers.
 void readCpuList(const Node& node, std::vector<unsigned>& cpus);
+
+// The words that stand for values, as a message lists them.
+std::string listed(std::vector<std::string> words);
+
+template <typename Type, std::size_t Size>
+void readWord(const Node& node, const std::pair<std::string_view, Type> (&words)[Size],
+              Type& target) {
+  std::vector<std::string> names;
+  for (const auto& [name, value] : words) {
+    if (node.isText(name)) {
+      target = value;
+      return;
+    }
+    names.emplace_back(name);
+  }
+  node.complainExpected(listed(std::move(names)));
+}
 
 // Every "{i}" replaced by the number.
 void replaceIndex(std::string& text, std::size_t index);

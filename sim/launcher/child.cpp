@@ -12,6 +12,7 @@
 #include <stdexcept>
 
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -32,8 +33,11 @@ sigset_t watchedSignals() {
   return signals;
 }
 
-[[noreturn]] void becomeCommand(const std::vector<std::string>& command,
+[[noreturn]] void becomeCommand(pid_t launcher, const std::vector<std::string>& command,
                                 const Environment& environment) {
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  // The launcher may have ended before the signal was asked for.
+  if (getppid() != launcher) _exit(kLauncherFailed);
   for (const auto& [name, value] : environment) setenv(name.c_str(), value.c_str(), 1);
   sigset_t signals = watchedSignals();
   sigprocmask(SIG_UNBLOCK, &signals, nullptr);
@@ -69,9 +73,10 @@ void blockSignals() {
 
 int runCommand(const std::vector<std::string>& command, const Environment& environment,
                const std::function<void()>& idle) {
+  const pid_t launcher = getpid();
   const pid_t child = fork();
   if (child < 0) throw std::runtime_error(fmt::format("fork: {}", std::strerror(errno)));
-  if (child == 0) becomeCommand(command, environment);
+  if (child == 0) becomeCommand(launcher, command, environment);
   const sigset_t signals = watchedSignals();
   for (;;) {
     siginfo_t info = {};

@@ -15,7 +15,7 @@ void blockSignals();
 using Environment = std::vector<std::pair<std::string, std::string>>;
 
 // Runs the command to its end and answers with the exit status that stands for it. `idle` is called
-// several times a second meanwhile.
+// several times a second meanwhile. The command ends with the launcher, however that ends.
 int runCommand(const std::vector<std::string>& command, const Environment& environment,
                const std::function<void()>& idle);
 

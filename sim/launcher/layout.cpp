@@ -27,8 +27,7 @@ Layout findLayout() {
           .preload = libraries / "libzansim_preload.so",
           .process = libraries / "zansim-process",
           .hosts = data / "hosts",
-          .example = data / "example.json",
-          .shell = data / "shell"};
+          .example = data / "example.json"};
 }
 
 std::vector<std::string> hostNames(const Layout& layout) {

@@ -14,7 +14,6 @@ struct Layout {
   std::string process;    // the program of the described processes
   std::string hosts;      // directory of the descriptions that come with the simulator
   std::string example;    // the description that uses every key
-  std::string shell;      // directory of the start-up files of shells
 };
 
 Layout findLayout();

@@ -3,10 +3,8 @@
 #include "launcher/child.h"
 #include "launcher/exit_status.h"
 #include "launcher/layout.h"
-#include "launcher/library_copy.h"
 #include "launcher/options.h"
 #include "launcher/processes.h"
-#include "launcher/shell.h"
 #include "launcher/state_directory.h"
 #include "machine/session.h"
 
@@ -20,6 +18,8 @@
 #include <functional>
 #include <iterator>
 #include <stdexcept>
+
+#include <unistd.h>
 
 namespace zansim {
 
@@ -60,13 +60,6 @@ int printExample(const Layout& layout) {
   return 0;
 }
 
-// The library of the machine: none, the whole one, or a copy that lacks operations.
-std::string libraryDirectory(const Layout& layout, const Host& host, const std::string& state) {
-  if (!host.library) return "";
-  if (host.missing.none()) return layout.libraries;
-  return makeLibraryWithout(layout.libraries + "/libzanml.so", host.missing, state);
-}
-
 Environment clockEnvironment(const Options& options, SharedState& state, Time now) {
   const Time start = options.startTime.value_or(now);
   if (options.virtualClock) {
@@ -88,10 +81,11 @@ Environment machineEnvironment(const Options& options, const Layout& layout, con
       // The preload library comes before a sanitizer's, which it does not disturb.
       {"ASAN_OPTIONS", listBefore("verify_asan_link_order=0", "ASAN_OPTIONS", ':')},
   };
-  const std::string libraries = libraryDirectory(layout, host, state.path());
-  if (!libraries.empty()) {
-    environment.emplace_back("LD_LIBRARY_PATH", listBefore(libraries, "LD_LIBRARY_PATH", ':'));
+  if (host.library) {
+    environment.emplace_back("LD_LIBRARY_PATH",
+                             listBefore(layout.libraries, "LD_LIBRARY_PATH", ':'));
   }
+  if (host.missing.any()) environment.emplace_back(kMissingVariable, host.missing.to_string());
   if (!options.trace.empty()) {
     environment.emplace_back(kTraceVariable, std::filesystem::absolute(options.trace));
   }
@@ -102,11 +96,8 @@ Environment machineEnvironment(const Options& options, const Layout& layout, con
 // Starts and ends processes as the description is edited.
 class ProcessWatch {
  public:
-  ProcessWatch(std::string host, std::string table, Processes& processes)
-      : host_(std::move(host)),
-        table_(std::move(table)),
-        processes_(processes),
-        seen_(modified()) {}
+  ProcessWatch(std::string host, const StateDirectory& state, Processes& processes)
+      : host_(std::move(host)), state_(state), processes_(processes), seen_(modified()) {}
 
   void operator()() {
     const auto now = modified();
@@ -119,7 +110,7 @@ class ProcessWatch {
 
   void update(const Host& host) {
     processes_.follow(host);
-    writeProcessTable(table_, processes_.table());
+    state_.writeProcessTable(processTableText(processes_.table()));
   }
 
  private:
@@ -129,10 +120,19 @@ class ProcessWatch {
   }
 
   std::string host_;
-  std::string table_;
+  const StateDirectory& state_;
   Processes& processes_;
   std::filesystem::file_time_type seen_;
 };
+
+// Nothing in a shell tells that it is on a machine, so that is said once.
+std::vector<std::string> userShell(const Options& options) {
+  if (isatty(STDIN_FILENO) != 0) {
+    fmt::print(stderr, "zansim: a shell on the machine {}, \"exit\" leaves it\n", options.host);
+  }
+  const char* const shell = std::getenv("SHELL");
+  return {shell == nullptr || *shell == '\0' ? "/bin/sh" : shell};
+}
 
 int runOnMachine(const Options& options, const Layout& layout) {
   const std::string file = findHost(layout, options.host);
@@ -143,27 +143,22 @@ int runOnMachine(const Options& options, const Layout& layout) {
   }
   const Host& host = *reading.host;
   blockSignals();
-  const StateDirectory directory(options.state);
-  directory.furnish(host);
   const Time now = wallNow();
-  SharedState state(directory.path(), options.startTime.value_or(now));
+  const StateDirectory directory(options.state, options.startTime.value_or(now));
+  directory.furnish(host);
+  SharedState state(directory.path());
   Environment environment = machineEnvironment(options, layout, host, directory);
   environment.emplace_back(kHostVariable, file);
   for (auto& variable : clockEnvironment(options, state, now)) environment.push_back(variable);
   Processes processes(layout.process);
-  ProcessWatch watch(file, directory.processTable(), processes);
+  ProcessWatch watch(file, directory, processes);
   watch.update(host);
-  if (!options.command.empty()) return runCommand(options.command, environment, std::ref(watch));
-  const Shell shell = userShell(layout, options.host);
-  environment.insert(environment.end(), shell.environment.begin(), shell.environment.end());
-  return runCommand(shell.command, environment, std::ref(watch));
+  return runCommand(options.command.empty() ? userShell(options) : options.command, environment,
+                    std::ref(watch));
 }
 
 int showState(const Options& options) {
-  if (!std::filesystem::exists(options.state + "/" + kStateFileName)) {
-    throw std::runtime_error(options.state + ": no machine has its state here");
-  }
-  fmt::print("{}", describeState(SharedState(options.state, 0)));
+  fmt::print("{}", describeState(SharedState(options.state)));
   return 0;
 }
 

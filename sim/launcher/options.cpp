@@ -3,6 +3,7 @@
 #include "launcher/exit_status.h"
 
 #include <CLI/CLI.hpp>
+#include <fmt/format.h>
 
 #include <cstring>
 #include <iostream>
@@ -59,15 +60,7 @@ void addOptions(CLI::App& app, Options& options) {
                  "Append a line for each call of the library to this file")
       ->type_name("FILE");
   app.add_option_function<std::string>(
-         "--start-time",
-         [&](const std::string& text) {
-           options.startTime = parseLocalTime(text);
-           if (!options.startTime) {
-             throw CLI::ValidationError("--start-time", "\"" + text +
-                                                            "\" is no local time like "
-                                                            "\"2024-03-07 09:59:58\"");
-           }
-         },
+         "--start-time", [&](const std::string& text) { options.startTime = parseLocalTime(text); },
          "Let the command's clock begin at this local time")
       ->type_name("\"YYYY-MM-DD HH:MM:SS\"");
   app.add_flag("--virtual-clock", options.virtualClock,
@@ -84,13 +77,23 @@ void addOptions(CLI::App& app, Options& options) {
 
 }  // namespace
 
-std::optional<Time> parseLocalTime(const std::string& text) {
+Time parseLocalTime(const std::string& text) {
   tm parts = {};
   const char* const end = strptime(text.c_str(), "%Y-%m-%d %H:%M:%S", &parts);
-  if (end == nullptr || *end != '\0') return std::nullopt;
+  if (end == nullptr || *end != '\0') {
+    throw CLI::ValidationError("--start-time",
+                               "\"" + text + "\" is no local time like \"2024-03-07 09:59:58\"");
+  }
+  constexpr int kFirstYear = 1970;
+  constexpr int kLastYear = 2261;  // the last whole one that nanoseconds since the epoch reach
+  const int year = parts.tm_year + 1900;
   parts.tm_isdst = -1;
   const time_t seconds = mktime(&parts);
-  if (seconds < 0) return std::nullopt;
+  if (year > kLastYear || seconds < 0) {
+    throw CLI::ValidationError("--start-time",
+                               fmt::format("the machine's clock shows the years {} to {}, not {}",
+                                           kFirstYear, kLastYear, year));
+  }
   return seconds * kSecond;
 }
 

@@ -32,7 +32,8 @@ struct ParsedOptions {
 
 ParsedOptions parseOptions(int argc, char** argv);
 
-// "YYYY-MM-DD HH:MM:SS" in local time. Empty when it is no such time.
-std::optional<Time> parseLocalTime(const std::string& text);
+// "YYYY-MM-DD HH:MM:SS" in local time. Throws std::runtime_error with the reason when it is no such
+// time, or one that a Time cannot hold.
+Time parseLocalTime(const std::string& text);
 
 }  // namespace zansim

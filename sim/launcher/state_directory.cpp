@@ -2,15 +2,16 @@
 
 #include <fmt/format.h>
 
-#include <cerrno>
+#include <algorithm>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <set>
-#include <stdexcept>
 
+#include <fcntl.h>
+#include <fnmatch.h>
+#include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace zansim {
@@ -19,52 +20,140 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::string temporaryDirectory() {
-  std::string path = fs::temp_directory_path() / "zansim-XXXXXX";
-  if (mkdtemp(path.data()) == nullptr) {
-    throw std::runtime_error(fmt::format("{}: {}", path, std::strerror(errno)));
-  }
-  return path;
+constexpr char kTemporaryName[] = "zansim-XXXXXX";
+constexpr char kTemporaryPattern[] =
+    "zansim-[0-9A-Za-z][0-9A-Za-z][0-9A-Za-z]"
+    "[0-9A-Za-z][0-9A-Za-z][0-9A-Za-z]";
+constexpr int kDirectoryFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
+constexpr mode_t kDirectoryMode = 0755;
+constexpr mode_t kOthersMayWrite = S_IWGRP | S_IWOTH;
+
+bool isOwn(int directory) {
+  struct stat status = {};
+  return fstat(directory, &status) == 0 && status.st_uid == geteuid() &&
+         (status.st_mode & kOthersMayWrite) == 0;
 }
 
-// Files that are there already keep their place: another run may be reading the directory.
-void furnishDevices(const fs::path& directory, const Host& host) {
-  if (host.driverNodes == DriverNodes::unreadable) {
-    fs::remove_all(directory);
-    return;
+std::set<std::string> namesIn(int directory) {
+  std::set<std::string> names;
+  for (const auto& entry : fs::directory_iterator(fmt::format("/proc/self/fd/{}", directory))) {
+    names.insert(entry.path().filename());
   }
-  fs::create_directories(directory);
-  std::set<std::string> wanted{"full", "null", "tty", "zero"};
-  if (host.driverNodes == DriverNodes::present) {
-    wanted.insert("zanthectl");
-    for (std::size_t i = 0; i < host.gpus.size(); ++i) wanted.insert(fmt::format("zanthe{}", i));
-  }
-  std::set<fs::path> stale;
-  for (const fs::directory_entry& entry : fs::directory_iterator(directory)) {
-    if (wanted.erase(entry.path().filename()) == 0) stale.insert(entry.path());
-  }
-  for (const fs::path& path : stale) fs::remove(path);
-  for (const std::string& name : wanted) {
-    if (!std::ofstream(directory / name)) {
-      throw std::runtime_error((directory / name).string() + ": cannot be created");
+  return names;
+}
+
+// Directories of runs that came to a sudden end. A run holds the lock on its own to its end.
+void sweepTemporaryDirectories() {
+  std::error_code ignored;
+  for (const fs::directory_entry& entry :
+       fs::directory_iterator(fs::temp_directory_path(), ignored)) {
+    const std::string name = entry.path().filename();
+    if (fnmatch(kTemporaryPattern, name.c_str(), 0) != 0) continue;
+    const Descriptor directory(open(entry.path().c_str(), kDirectoryFlags | O_NOFOLLOW));
+    if (directory.number() >= 0 && isOwn(directory.number()) &&
+        flock(directory.number(), LOCK_EX | LOCK_NB) == 0 && holdsState(directory.number())) {
+      fs::remove_all(entry.path(), ignored);
     }
   }
 }
 
-void furnishNumaNodes(const fs::path& file, const Host& host) {
-  const std::size_t last = host.numaNodes.size() - 1;
-  const fs::path draft = fmt::format("{}.{}", file.string(), getpid());
-  std::ofstream(draft) << (last == 0 ? "0\n" : fmt::format("0-{}\n", last));
-  fs::rename(draft, file);
+std::string makeTemporaryDirectory() {
+  sweepTemporaryDirectories();
+  std::string path = fs::temp_directory_path() / kTemporaryName;
+  if (mkdtemp(path.data()) == nullptr) throwSystemError(path);
+  return path;
+}
+
+std::string makeDirectory(const std::string& wanted) {
+  fs::path path = fs::absolute(wanted).lexically_normal();
+  if (!path.has_filename()) path = path.parent_path();
+  fs::create_directories(path.parent_path());
+  if (mkdir(path.c_str(), kDirectoryMode) != 0 && errno != EEXIST) throwSystemError(path);
+  return fs::canonical(path);
+}
+
+// A lock that another user holds must not keep a run waiting for ever.
+void lock(int directory, const std::string& path) {
+  constexpr int kTries = 1000;
+  constexpr useconds_t kPause = 10'000;
+  for (int i = 0; flock(directory, LOCK_EX | LOCK_NB) != 0; ++i) {
+    if (errno != EWOULDBLOCK || i == kTries) throwSystemError(path);
+    usleep(kPause);
+  }
+}
+
+void expectOwn(int directory, const std::string& path) {
+  if (!isOwn(directory)) {
+    throw std::runtime_error(path + ": another user owns this directory or can write to it");
+  }
+  if (holdsState(directory)) return;
+  std::set<std::string> names = namesIn(directory);
+  names.erase(kStateDraftName);
+  if (!names.empty()) {
+    throw std::runtime_error(path + ": neither empty nor the state of a simulated machine");
+  }
+}
+
+// A directory below another one.
+Descriptor openOwn(int parent, const std::string& parentPath, const char* name) {
+  const std::string path = parentPath + "/" + name;
+  if (mkdirat(parent, name, kDirectoryMode) != 0 && errno != EEXIST) throwSystemError(path);
+  return {openat(parent, name, kDirectoryFlags | O_NOFOLLOW), path};
+}
+
+void writeFile(int directory, const std::string& path, const std::string& name,
+               const std::string& text) {
+  const std::string draft = fmt::format("{}.{}.new", name, getpid());
+  unlinkat(directory, draft.c_str(), 0);
+  const Descriptor file(
+      openat(directory, draft.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644),
+      path + "/" + name);
+  const ssize_t written = write(file.number(), text.data(), text.size());
+  if (written != static_cast<ssize_t>(text.size()) ||
+      renameat(directory, draft.c_str(), directory, name.c_str()) != 0) {
+    throwSystemError(path + "/" + name);
+  }
+}
+
+bool isDeviceName(const std::string& name) {
+  constexpr std::array kPatterns{"full", "null", "tty", "zero", "zanthectl", "zanthe[0-9]*"};
+  return std::any_of(kPatterns.begin(), kPatterns.end(),
+                     [&](const char* pattern) { return fnmatch(pattern, name.c_str(), 0) == 0; });
+}
+
+std::set<std::string> deviceNames(const Host& host) {
+  if (host.driverNodes == DriverNodes::unreadable) return {};
+  std::set<std::string> names{"full", "null", "tty", "zero"};
+  if (host.driverNodes == DriverNodes::missing) return names;
+  names.insert("zanthectl");
+  for (std::size_t i = 0; i < host.gpus.size(); ++i) names.insert(fmt::format("zanthe{}", i));
+  return names;
+}
+
+// Files that are there already keep their place: another run may be reading the directory.
+void furnishDevices(int state, const std::string& path, const Host& host) {
+  const Descriptor devices = openOwn(state, path, "dev");
+  const std::set<std::string> wanted = deviceNames(host);
+  for (const std::string& name : namesIn(devices.number())) {
+    if (isDeviceName(name) && !wanted.contains(name)) unlinkat(devices.number(), name.c_str(), 0);
+  }
+  for (const std::string& name : wanted) {
+    const Descriptor node(openat(devices.number(), name.c_str(),
+                                 O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0644),
+                          path + "/dev/" + name);
+  }
+  if (wanted.empty() && unlinkat(state, "dev", AT_REMOVEDIR) != 0) throwSystemError(path + "/dev");
 }
 
 }  // namespace
 
-StateDirectory::StateDirectory(const std::string& path)
-    : path_(path.empty() ? temporaryDirectory() : fs::absolute(path).lexically_normal().string()),
-      temporary_(path.empty()) {
-  while (path_.size() > 1 && path_.back() == '/') path_.pop_back();
-  fs::create_directories(path_);
+StateDirectory::StateDirectory(const std::string& path, Time origin)
+    : temporary_(path.empty()),
+      path_(temporary_ ? makeTemporaryDirectory() : makeDirectory(path)),
+      directory_(open(path_.c_str(), kDirectoryFlags | O_NOFOLLOW), path_) {
+  lock(directory_.number(), path_);
+  expectOwn(directory_.number(), path_);
+  if (!holdsState(directory_.number())) createState(directory_.number(), origin);
 }
 
 StateDirectory::~StateDirectory() {
@@ -72,21 +161,26 @@ StateDirectory::~StateDirectory() {
   if (temporary_) {
     fs::remove_all(path_, ignored);
   } else {
-    fs::remove(processTable(), ignored);
+    unlinkat(directory_.number(), processTableName().c_str(), 0);
   }
 }
 
-std::string StateDirectory::processTable() const {
-  return fmt::format("{}/processes.{}", path_, getpid());
+std::string StateDirectory::processTableName() { return fmt::format("processes.{}", getpid()); }
+
+void StateDirectory::writeProcessTable(const std::string& table) const {
+  writeFile(directory_.number(), path_, processTableName(), table);
 }
 
 void StateDirectory::furnish(const Host& host) const {
-  const fs::path directory(path_);
-  fs::create_directories(directory / "run");
+  const int state = directory_.number();
+  openOwn(state, path_, "run");
   // The directory of the logs themselves is the daemon's to make.
-  fs::create_directories(directory / "log");
-  furnishDevices(directory / "dev", host);
-  furnishNumaNodes(directory / "node_online", host);
+  openOwn(state, path_, "log");
+  furnishDevices(state, path_, host);
+  const std::size_t last = host.numaNodes.size() - 1;
+  writeFile(state, path_, "node_online", last == 0 ? "0\n" : fmt::format("0-{}\n", last));
+  // The lock on a temporary directory tells that its run is alive.
+  if (!temporary_) flock(state, LOCK_UN);
 }
 
 std::string describeState(const SharedState& state) {

@@ -1,7 +1,10 @@
-// The directory that holds a simulated machine's files and its shared state.
+// The directory that holds a simulated machine's files and its shared state. It is empty or holds
+// the state of a machine, belongs to the user and can be written to by nobody else; no link below
+// it is followed, and nothing is removed from it but what zansim has made.
 #pragma once
 
 #include "description/host.h"
+#include "machine/descriptor.h"
 #include "machine/shared_state.h"
 
 #include <string>
@@ -10,9 +13,10 @@ namespace zansim {
 
 class StateDirectory {
  public:
-  // An empty path: a new directory that is removed with the object. Throws std::runtime_error or
-  // std::filesystem::filesystem_error when it cannot be set up.
-  explicit StateDirectory(const std::string& path);
+  // Whoever comes first makes the machine, which starts at `origin`. An empty path: a new directory
+  // that is removed with the object. Throws std::runtime_error or std::filesystem::filesystem_error
+  // when the directory is refused or cannot be made.
+  StateDirectory(const std::string& path, Time origin);
   ~StateDirectory();
   StateDirectory(const StateDirectory&) = delete;
   StateDirectory& operator=(const StateDirectory&) = delete;
@@ -20,14 +24,18 @@ class StateDirectory {
   const std::string& path() const { return path_; }
 
   // The file that names the processes of this run.
-  std::string processTable() const;
+  std::string processTable() const { return path_ + "/" + processTableName(); }
+  void writeProcessTable(const std::string& table) const;
 
   // Lays out the device nodes, the directories and the NUMA nodes of a machine.
   void furnish(const Host& host) const;
 
  private:
-  std::string path_;
+  static std::string processTableName();
+
   bool temporary_;
+  std::string path_;
+  Descriptor directory_;
 };
 
 // What "--show-state" prints: a line per GPU that any command has changed.

@@ -46,8 +46,8 @@ nvmlReturn_t readSource(const NumberSource& source, unsigned owner, unsigned lon
 }
 
 nvmlReturn_t readNumber(const Call& call, Number attribute, unsigned long long& value) {
-  const NumberRow& row = numberRows()[static_cast<std::size_t>(attribute)];
-  const unsigned owner = row.perBoard ? call.index / call.host().gpusPerBoard : call.index;
+  const bool perBoard = kNumberRows[attribute.row].perBoard;
+  const unsigned owner = perBoard ? call.index / call.host().gpusPerBoard : call.index;
   return readSource((*call.gpu)[attribute], owner, value);
 }
 

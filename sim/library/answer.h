@@ -4,6 +4,7 @@
 #include "library/call.h"
 
 #include <algorithm>
+#include <array>
 #include <string_view>
 
 namespace zansim {
@@ -20,13 +21,30 @@ nvmlReturn_t readSource(const NumberSource& source, unsigned owner, unsigned lon
 
 nvmlReturn_t readNumber(const Call& call, Number attribute, unsigned long long& value);
 
-// Writes one attribute into a number or an enumeration of the library.
+// Writes a source into a number or an enumeration of the library.
+template <typename Target>
+nvmlReturn_t writeSource(const NumberSource& source, unsigned owner, Target* target) {
+  if (target == nullptr) return NVML_ERROR_INVALID_ARGUMENT;
+  unsigned long long value = 0;
+  const nvmlReturn_t code = readSource(source, owner, value);
+  // Values beyond the range are wanted: a description may ask for what no enumerator names.
+  if (code == NVML_SUCCESS) *target = static_cast<Target>(value);
+  return code;
+}
+
+// The attribute that a selector of the library names, or null.
+template <std::size_t Size>
+const Number* chosen(const std::array<Number, Size>& attributes, int selector) {
+  const auto index = static_cast<std::size_t>(selector);
+  return selector >= 0 && index < Size ? &attributes[index] : nullptr;
+}
+
+// The same for an attribute of the GPU.
 template <typename Target>
 nvmlReturn_t writeNumber(const Call& call, Number attribute, Target* target) {
   if (target == nullptr) return NVML_ERROR_INVALID_ARGUMENT;
   unsigned long long value = 0;
   const nvmlReturn_t code = readNumber(call, attribute, value);
-  // Values beyond the range are wanted: a description may ask for what no enumerator names.
   if (code == NVML_SUCCESS) *target = static_cast<Target>(value);
   return code;
 }

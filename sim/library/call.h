@@ -4,8 +4,6 @@
 
 #include "machine/session.h"
 
-#include <type_traits>
-
 namespace zansim {
 
 // What an operation's answer may need.
@@ -19,20 +17,6 @@ struct Call {
   const Host& host() const { return machine.host(); }
 };
 
-inline TraceArgument traced(nvmlDevice_t device) {
-  return TraceArgument::gpu(Session::ofProcess().gpuOf(device));
-}
-
-template <typename Number>
-requires(std::is_integral_v<Number> || std::is_enum_v<Number>) TraceArgument traced(Number number) {
-  return TraceArgument::number(static_cast<unsigned long long>(number));
-}
-
-// What a list holds on entry is part of the question.
-inline TraceArgument traced(const unsigned int* count) {
-  return TraceArgument::number(count == nullptr ? 0 : *count);
-}
-
 template <typename Answer>
 nvmlReturn_t guarded(Answer answer) noexcept {
   try {
@@ -42,22 +26,30 @@ nvmlReturn_t guarded(Answer answer) noexcept {
   }
 }
 
-template <typename Answer, typename... Inputs>
-nvmlReturn_t tracedCall(Operation operation, Answer answer, Inputs... inputs) noexcept {
+// `answer(session)` gives the code.
+template <typename Answer>
+nvmlReturn_t tracedCall(Operation operation, TraceArguments given, Answer answer) noexcept {
   return guarded([&] {
-    const Trace& trace = Session::ofProcess().trace();
-    if (!trace.isOn()) return guarded(answer);
-    // Noted before the call, which may change them: a count, or the session behind a handle.
-    const std::initializer_list<TraceArgument> arguments{traced(inputs)...};
-    const nvmlReturn_t code = guarded(answer);
-    trace.write(operation, arguments, code);
+    Session& session = Session::ofProcess();
+    const nvmlReturn_t code = guarded([&] { return answer(session); });
+    if (!session.tracePath().empty()) writeTrace(session.tracePath(), operation, given, code);
     return code;
+  });
+}
+
+// The same within an open session, which has taken notice of a changed description.
+template <typename Answer>
+nvmlReturn_t sessionCall(Operation operation, TraceArguments given, Answer answer) noexcept {
+  return tracedCall(operation, given, [&](Session& session) {
+    if (!session.isOpen()) return NVML_ERROR_UNINITIALIZED;
+    session.refresh();
+    return answer(session);
   });
 }
 
 // An operation on the GPU `index`, whose handle or instance has been found.
 template <typename Answer>
-nvmlReturn_t answerOn(Session& session, Operation operation, unsigned index, Answer& answer) {
+nvmlReturn_t answerOn(Session& session, Operation operation, unsigned index, Answer answer) {
   const FaultOutcome outcome = session.befall(operation, index);
   if (outcome.code != NVML_SUCCESS) return outcome.code;
   const Machine& machine = session.machine();
@@ -66,53 +58,35 @@ nvmlReturn_t answerOn(Session& session, Operation operation, unsigned index, Ans
   return answer(Call{session, machine, index, &machine.host().gpus[index], outcome});
 }
 
-template <typename Answer, typename... Inputs>
-nvmlReturn_t onGpu(Operation operation, Answer answer, nvmlDevice_t device,
-                   Inputs... inputs) noexcept {
-  return tracedCall(
-      operation,
-      [&] {
-        Session& session = Session::ofProcess();
-        if (!session.isOpen()) return NVML_ERROR_UNINITIALIZED;
-        session.refresh();
-        const std::optional<unsigned> index = session.gpuOf(device);
-        if (!index) return NVML_ERROR_INVALID_ARGUMENT;
-        return answerOn(session, operation, *index, answer);
-      },
-      device, inputs...);
+template <typename Answer>
+nvmlReturn_t onGpu(Operation operation, nvmlDevice_t device, TraceArguments given,
+                   Answer answer) noexcept {
+  return sessionCall(operation, given, [&](Session& session) {
+    const std::optional<unsigned> index = session.gpuOf(device);
+    if (!index) return NVML_ERROR_INVALID_ARGUMENT;
+    return answerOn(session, operation, *index, answer);
+  });
 }
 
-template <typename Answer, typename... Inputs>
-nvmlReturn_t onMachine(Operation operation, Answer answer, Inputs... inputs) noexcept {
-  return tracedCall(
-      operation,
-      [&] {
-        Session& session = Session::ofProcess();
-        if (!session.isOpen()) return NVML_ERROR_UNINITIALIZED;
-        session.refresh();
-        const FaultOutcome outcome = session.befall(operation, kNoGpu);
-        if (outcome.code != NVML_SUCCESS) return outcome.code;
-        return answer(Call{.session = session, .machine = session.machine(), .outcome = outcome});
-      },
-      inputs...);
+template <typename Answer>
+nvmlReturn_t onMachine(Operation operation, TraceArguments given, Answer answer) noexcept {
+  return sessionCall(operation, given, [&](Session& session) {
+    const FaultOutcome outcome = session.befall(operation, kNoGpu);
+    if (outcome.code != NVML_SUCCESS) return outcome.code;
+    return answer(Call{.session = session, .machine = session.machine(), .outcome = outcome});
+  });
 }
 
 // An operation on a vGPU instance; faults of its GPU are faults of it.
-template <typename Answer, typename... Inputs>
-nvmlReturn_t onInstance(Operation operation, Answer answer, nvmlVgpuInstance_t id,
-                        Inputs... inputs) noexcept {
-  return tracedCall(
-      operation,
-      [&] {
-        Session& session = Session::ofProcess();
-        if (!session.isOpen()) return NVML_ERROR_UNINITIALIZED;
-        session.refresh();
-        const InstancePlace* const place = session.machine().findInstance(id);
-        if (place == nullptr) return NVML_ERROR_INVALID_ARGUMENT;
-        const auto answerFor = [&](const Call& call) { return answer(call, *place->instance); };
-        return answerOn(session, operation, place->gpu, answerFor);
-      },
-      id, inputs...);
+template <typename Answer>
+nvmlReturn_t onInstance(Operation operation, nvmlVgpuInstance_t id, TraceArguments given,
+                        Answer answer) noexcept {
+  return sessionCall(operation, given, [&](Session& session) {
+    const InstancePlace* const place = session.machine().findInstance(id);
+    if (place == nullptr) return NVML_ERROR_INVALID_ARGUMENT;
+    return answerOn(session, operation, place->gpu,
+                    [&](const Call& call) { return answer(call, *place->instance); });
+  });
 }
 
 }  // namespace zansim

@@ -29,15 +29,6 @@ nvmlReturn_t writeIds(const Call& call, const std::vector<unsigned>& ids, unsign
   return writeList(call, ids.size(), count, target, [&](std::size_t i) { return ids[i]; });
 }
 
-template <typename Target>
-nvmlReturn_t writeSource(const NumberSource& source, unsigned owner, Target* target) {
-  if (target == nullptr) return NVML_ERROR_INVALID_ARGUMENT;
-  unsigned long long value = 0;
-  const nvmlReturn_t code = readSource(source, owner, value);
-  if (code == NVML_SUCCESS) *target = static_cast<Target>(value);
-  return code;
-}
-
 struct InstanceAndProcess {
   const VgpuInstance* instance;
   const VgpuProcess* process;
@@ -73,101 +64,87 @@ nvmlVgpuInstanceUtilizationSample_t instanceSample(const VgpuInstance& instance,
 }
 
 // An operation on a vGPU type.
-template <typename Answer, typename... Inputs>
-nvmlReturn_t onType(Operation operation, Answer answer, nvmlVgpuTypeId_t id,
-                    Inputs... inputs) noexcept {
-  return onMachine(
-      operation,
-      [&](const Call& call) {
-        const VgpuType* const type = call.machine.findType(id);
-        return type == nullptr ? NVML_ERROR_INVALID_ARGUMENT : answer(*type);
-      },
-      id, inputs...);
+template <typename Answer>
+nvmlReturn_t onType(Operation operation, nvmlVgpuTypeId_t id, TraceArguments given,
+                    Answer answer) noexcept {
+  return onMachine(operation, given, [&](const Call& call) {
+    const VgpuType* const type = call.machine.findType(id);
+    return type == nullptr ? NVML_ERROR_INVALID_ARGUMENT : answer(*type);
+  });
 }
 
 }  // namespace
 
 nvmlReturn_t nvmlDeviceGetActiveVgpus(nvmlDevice_t device, unsigned int* count,
                                       nvmlVgpuInstance_t* instances) {
-  return onGpu(
-      Operation::nvmlDeviceGetActiveVgpus,
-      [&](const Call& call) {
-        const Vgpu& vgpu = call.gpu->vgpu;
-        if (vgpu.code != NVML_SUCCESS) return vgpu.code;
-        return writeList(call, vgpu.instances.size(), count, instances,
-                         [&](std::size_t i) { return vgpu.instances[i].id; });
-      },
-      device, count);
+  return onGpu(Operation::nvmlDeviceGetActiveVgpus, device, {device, count}, [&](const Call& call) {
+    const Vgpu& vgpu = call.gpu->vgpu;
+    if (vgpu.code != NVML_SUCCESS) return vgpu.code;
+    return writeList(call, vgpu.instances.size(), count, instances,
+                     [&](std::size_t i) { return vgpu.instances[i].id; });
+  });
 }
 
 nvmlReturn_t nvmlDeviceGetSupportedVgpus(nvmlDevice_t device, unsigned int* count,
                                          nvmlVgpuTypeId_t* types) {
   return onGpu(
-      Operation::nvmlDeviceGetSupportedVgpus,
-      [&](const Call& call) { return writeIds(call, call.gpu->vgpu.supported, count, types); },
-      device, count);
+      Operation::nvmlDeviceGetSupportedVgpus, device, {device, count},
+      [&](const Call& call) { return writeIds(call, call.gpu->vgpu.supported, count, types); });
 }
 
 nvmlReturn_t nvmlDeviceGetCreatableVgpus(nvmlDevice_t device, unsigned int* count,
                                          nvmlVgpuTypeId_t* types) {
   return onGpu(
-      Operation::nvmlDeviceGetCreatableVgpus,
-      [&](const Call& call) { return writeIds(call, call.gpu->vgpu.creatable, count, types); },
-      device, count);
+      Operation::nvmlDeviceGetCreatableVgpus, device, {device, count},
+      [&](const Call& call) { return writeIds(call, call.gpu->vgpu.creatable, count, types); });
 }
 
 nvmlReturn_t nvmlDeviceGetVgpuUtilization(nvmlDevice_t device, unsigned long long lastSeenTimeStamp,
                                           nvmlValueType_t* valueType, unsigned int* count,
                                           nvmlVgpuInstanceUtilizationSample_t* samples) {
-  return onGpu(
-      Operation::nvmlDeviceGetVgpuUtilization,
-      [&](const Call& call) {
-        const Vgpu& vgpu = call.gpu->vgpu;
-        if (valueType == nullptr) return NVML_ERROR_INVALID_ARGUMENT;
-        if (vgpu.code != NVML_SUCCESS) return vgpu.code;
-        const unsigned long long time = lastSampleTime();
-        std::vector<const VgpuInstance*> sampled;
-        for (const VgpuInstance& instance : vgpu.instances) {
-          if (instance.sample && time > lastSeenTimeStamp) sampled.push_back(&instance);
-        }
-        *valueType = NVML_VALUE_TYPE_UNSIGNED_INT;
-        return writeList(call, sampled.size(), count, samples,
-                         [&](std::size_t i) { return instanceSample(*sampled[i], time); });
-      },
-      device, lastSeenTimeStamp, count);
+  return onGpu(Operation::nvmlDeviceGetVgpuUtilization, device, {device, lastSeenTimeStamp, count},
+               [&](const Call& call) {
+                 const Vgpu& vgpu = call.gpu->vgpu;
+                 if (valueType == nullptr) return NVML_ERROR_INVALID_ARGUMENT;
+                 if (vgpu.code != NVML_SUCCESS) return vgpu.code;
+                 const unsigned long long time = lastSampleTime();
+                 std::vector<const VgpuInstance*> sampled;
+                 for (const VgpuInstance& instance : vgpu.instances) {
+                   if (instance.sample && time > lastSeenTimeStamp) sampled.push_back(&instance);
+                 }
+                 *valueType = NVML_VALUE_TYPE_UNSIGNED_INT;
+                 return writeList(call, sampled.size(), count, samples,
+                                  [&](std::size_t i) { return instanceSample(*sampled[i], time); });
+               });
 }
 
 nvmlReturn_t nvmlDeviceGetVgpuProcessUtilization(nvmlDevice_t device,
                                                  unsigned long long lastSeenTimeStamp,
                                                  unsigned int* count,
                                                  nvmlVgpuProcessUtilizationSample_t* samples) {
-  return onGpu(
-      Operation::nvmlDeviceGetVgpuProcessUtilization,
-      [&](const Call& call) {
-        const Vgpu& vgpu = call.gpu->vgpu;
-        if (vgpu.code != NVML_SUCCESS) return vgpu.code;
-        const unsigned long long time = lastSampleTime();
-        std::vector<InstanceAndProcess> sampled;
-        for (const VgpuInstance& instance : vgpu.instances) {
-          if (!instance.sample || time <= lastSeenTimeStamp) continue;
-          for (const VgpuProcess& process : instance.processes) {
-            sampled.push_back({&instance, &process});
-          }
-        }
-        return writeList(call, sampled.size(), count, samples,
-                         [&](std::size_t i) { return processSample(sampled[i], time); });
-      },
-      device, lastSeenTimeStamp, count);
+  return onGpu(Operation::nvmlDeviceGetVgpuProcessUtilization, device,
+               {device, lastSeenTimeStamp, count}, [&](const Call& call) {
+                 const Vgpu& vgpu = call.gpu->vgpu;
+                 if (vgpu.code != NVML_SUCCESS) return vgpu.code;
+                 const unsigned long long time = lastSampleTime();
+                 std::vector<InstanceAndProcess> sampled;
+                 for (const VgpuInstance& instance : vgpu.instances) {
+                   if (!instance.sample || time <= lastSeenTimeStamp) continue;
+                   for (const VgpuProcess& process : instance.processes) {
+                     sampled.push_back({&instance, &process});
+                   }
+                 }
+                 return writeList(call, sampled.size(), count, samples,
+                                  [&](std::size_t i) { return processSample(sampled[i], time); });
+               });
 }
 
 #define ZANSIM_INSTANCE_TEXT(operation, member)                                    \
   nvmlReturn_t operation(nvmlVgpuInstance_t id, char* text, unsigned int length) { \
-    return onInstance(                                                             \
-        Operation::operation,                                                      \
-        [&](const Call&, const VgpuInstance& instance) {                           \
-          return writeText(instance.member, text, length);                         \
-        },                                                                         \
-        id, length);                                                               \
+    return onInstance(Operation::operation, id, {id, length},                      \
+                      [&](const Call&, const VgpuInstance& instance) {             \
+                        return writeText(instance.member, text, length);           \
+                      });                                                          \
   }
 
 ZANSIM_INSTANCE_TEXT(nvmlVgpuInstanceGetUUID, uuid)
@@ -177,93 +154,75 @@ ZANSIM_INSTANCE_TEXT(zanmlVgpuInstanceGetVmName, vmName)
 
 nvmlReturn_t nvmlVgpuInstanceGetVmID(nvmlVgpuInstance_t id, char* vmId, unsigned int size,
                                      nvmlVgpuVmIdType_t* type) {
-  return onInstance(
-      Operation::nvmlVgpuInstanceGetVmID,
-      [&](const Call&, const VgpuInstance& instance) {
-        if (type == nullptr) return NVML_ERROR_INVALID_ARGUMENT;
-        const nvmlReturn_t code = writeText(instance.vmUuid, vmId, size);
-        if (code == NVML_SUCCESS) *type = NVML_VGPU_VM_ID_UUID;
-        return code;
-      },
-      id, size);
+  return onInstance(Operation::nvmlVgpuInstanceGetVmID, id, {id, size},
+                    [&](const Call&, const VgpuInstance& instance) {
+                      if (type == nullptr) return NVML_ERROR_INVALID_ARGUMENT;
+                      const nvmlReturn_t code = writeText(instance.vmUuid, vmId, size);
+                      if (code == NVML_SUCCESS) *type = NVML_VGPU_VM_ID_UUID;
+                      return code;
+                    });
 }
 
 nvmlReturn_t nvmlVgpuInstanceGetType(nvmlVgpuInstance_t id, nvmlVgpuTypeId_t* type) {
-  return onInstance(
-      Operation::nvmlVgpuInstanceGetType,
-      [&](const Call&, const VgpuInstance& instance) {
-        if (type == nullptr) return NVML_ERROR_INVALID_ARGUMENT;
-        *type = instance.type;
-        return NVML_SUCCESS;
-      },
-      id);
+  return onInstance(Operation::nvmlVgpuInstanceGetType, id, {id},
+                    [&](const Call&, const VgpuInstance& instance) {
+                      if (type == nullptr) return NVML_ERROR_INVALID_ARGUMENT;
+                      *type = instance.type;
+                      return NVML_SUCCESS;
+                    });
 }
 
 nvmlReturn_t nvmlVgpuInstanceGetEccMode(nvmlVgpuInstance_t id, nvmlEnableState_t* mode) {
-  return onInstance(
-      Operation::nvmlVgpuInstanceGetEccMode,
-      [&](const Call&, const VgpuInstance& instance) {
-        return writeSource(instance.ecc, instance.id, mode);
-      },
-      id);
+  return onInstance(Operation::nvmlVgpuInstanceGetEccMode, id, {id},
+                    [&](const Call&, const VgpuInstance& instance) {
+                      return writeSource(instance.ecc, instance.id, mode);
+                    });
 }
 
 nvmlReturn_t nvmlVgpuInstanceGetGpuPciId(nvmlVgpuInstance_t id, char* text, unsigned int* length) {
-  return onInstance(
-      Operation::nvmlVgpuInstanceGetGpuPciId,
-      [&](const Call& call, const VgpuInstance&) {
-        return writeSizedText((*call.gpu)[Text::pciBusId], text, length);
-      },
-      id, length);
+  return onInstance(Operation::nvmlVgpuInstanceGetGpuPciId, id, {id, length},
+                    [&](const Call& call, const VgpuInstance&) {
+                      return writeSizedText((*call.gpu)[Text("pci/bus_id")], text, length);
+                    });
 }
 
 nvmlReturn_t nvmlVgpuInstanceGetFbUsage(nvmlVgpuInstance_t id, unsigned long long* bytes) {
-  return onInstance(
-      Operation::nvmlVgpuInstanceGetFbUsage,
-      [&](const Call&, const VgpuInstance& instance) {
-        return writeSource(instance.framebufferUsed, instance.id, bytes);
-      },
-      id);
+  return onInstance(Operation::nvmlVgpuInstanceGetFbUsage, id, {id},
+                    [&](const Call&, const VgpuInstance& instance) {
+                      return writeSource(instance.framebufferUsed, instance.id, bytes);
+                    });
 }
 
 nvmlReturn_t nvmlVgpuTypeGetName(nvmlVgpuTypeId_t id, char* text, unsigned int* size) {
-  return onType(
-      Operation::nvmlVgpuTypeGetName,
-      [&](const VgpuType& type) { return writeSizedText(type.name, text, size); }, id, size);
+  return onType(Operation::nvmlVgpuTypeGetName, id, {id, size},
+                [&](const VgpuType& type) { return writeSizedText(type.name, text, size); });
 }
 
 nvmlReturn_t nvmlVgpuTypeGetClass(nvmlVgpuTypeId_t id, char* text, unsigned int* size) {
-  return onType(
-      Operation::nvmlVgpuTypeGetClass,
-      [&](const VgpuType& type) { return writeSizedText(type.typeClass, text, size); }, id, size);
+  return onType(Operation::nvmlVgpuTypeGetClass, id, {id, size},
+                [&](const VgpuType& type) { return writeSizedText(type.typeClass, text, size); });
 }
 
 nvmlReturn_t nvmlVgpuTypeGetFramebufferSize(nvmlVgpuTypeId_t id, unsigned long long* bytes) {
-  return onType(
-      Operation::nvmlVgpuTypeGetFramebufferSize,
-      [&](const VgpuType& type) { return writeSource(type.framebuffer, type.id, bytes); }, id);
+  return onType(Operation::nvmlVgpuTypeGetFramebufferSize, id, {id}, [&](const VgpuType& type) {
+    return writeSource(type.framebuffer, type.id, bytes);
+  });
 }
 
 nvmlReturn_t nvmlVgpuTypeGetDeviceID(nvmlVgpuTypeId_t id, unsigned long long* deviceId,
                                      unsigned long long* subsystemId) {
-  return onType(
-      Operation::nvmlVgpuTypeGetDeviceID,
-      [&](const VgpuType& type) {
-        if (subsystemId == nullptr) return NVML_ERROR_INVALID_ARGUMENT;
-        const nvmlReturn_t code = writeSource(type.deviceId, type.id, deviceId);
-        return code == NVML_SUCCESS ? writeSource(type.subsystemId, type.id, subsystemId) : code;
-      },
-      id);
+  return onType(Operation::nvmlVgpuTypeGetDeviceID, id, {id}, [&](const VgpuType& type) {
+    if (subsystemId == nullptr) return NVML_ERROR_INVALID_ARGUMENT;
+    const nvmlReturn_t code = writeSource(type.deviceId, type.id, deviceId);
+    return code == NVML_SUCCESS ? writeSource(type.subsystemId, type.id, subsystemId) : code;
+  });
 }
 
 nvmlReturn_t nvmlVgpuTypeGetMaxInstances(nvmlDevice_t device, nvmlVgpuTypeId_t id,
                                          unsigned int* count) {
-  return onGpu(
-      Operation::nvmlVgpuTypeGetMaxInstances,
-      [&](const Call& call) {
-        const VgpuType* const type = call.machine.findType(id);
-        if (type == nullptr) return NVML_ERROR_INVALID_ARGUMENT;
-        return writeSource(type->maxInstances, type->id, count);
-      },
-      device, id);
+  return onGpu(Operation::nvmlVgpuTypeGetMaxInstances, device, {device, id}, [&](const Call& call) {
+    const VgpuType* const type = call.machine.findType(id);
+    if (type == nullptr) return NVML_ERROR_INVALID_ARGUMENT;
+    return writeSource(type->maxInstances, type->id, count);
+  });
 }

@@ -2,23 +2,17 @@
 
 #include <fmt/format.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <stdexcept>
 
 namespace zansim {
 
-void writeProcessTable(const std::string& path, const ProcessTable& table) {
-  const std::string draft = path + ".new";
-  std::ofstream file(draft);
+std::string processTableText(const ProcessTable& table) {
+  std::string text;
   for (const auto& [key, pids] : table) {
-    file << fmt::format("{:x} {}\n", key, fmt::join(pids, " "));
+    text += fmt::format("{:x} {}\n", key, fmt::join(pids, " "));
   }
-  file.close();
-  if (!file || std::rename(draft.c_str(), path.c_str()) != 0) {
-    throw std::runtime_error(path + ": cannot be written");
-  }
+  return text;
 }
 
 ProcessTable readProcessTable(const std::string& path) {

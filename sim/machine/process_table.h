@@ -14,8 +14,7 @@ namespace zansim {
 // By ProcessEntry::key.
 using ProcessTable = std::map<std::uint64_t, std::vector<unsigned>>;
 
-// Replaces the file as a whole. Throws std::runtime_error when it cannot be written.
-void writeProcessTable(const std::string& path, const ProcessTable& table);
+std::string processTableText(const ProcessTable& table);
 
 // Empty when there is no such file.
 ProcessTable readProcessTable(const std::string& path);

@@ -58,7 +58,7 @@ void complain(const std::string& message) {
 
 Time wallNow() { return clockNow(CLOCK_REALTIME); }
 
-Session::Session(Paths paths) : paths_(std::move(paths)), trace_(paths_.trace) {}
+Session::Session(Paths paths) : paths_(std::move(paths)) {}
 
 std::unique_ptr<Session>& Session::slot() {
   // Never destroyed: programs call the library from their own destructors at exit.
@@ -123,7 +123,7 @@ nvmlReturn_t Session::initialise() {
   if (state_ == nullptr) {
     try {
       state_ = paths_.state.empty() ? std::make_unique<SharedState>(wallNow())
-                                    : std::make_unique<SharedState>(paths_.state, wallNow());
+                                    : std::make_unique<SharedState>(paths_.state);
     } catch (const std::exception& error) {
       complain(error.what());
       return NVML_ERROR_DRIVER_NOT_LOADED;

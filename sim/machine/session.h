@@ -19,6 +19,8 @@ constexpr char kHostVariable[] = "ZANSIM_HOST";
 constexpr char kStateVariable[] = "ZANSIM_STATE";
 constexpr char kProcessesVariable[] = "ZANSIM_PROCESSES";
 constexpr char kTraceVariable[] = "ZANSIM_TRACE";
+// The operations that the library lacks, as the digits of an OperationSet.
+constexpr char kMissingVariable[] = "ZANSIM_MISSING";
 
 // The wall clock of the simulated machine.
 Time wallNow();
@@ -58,7 +60,8 @@ class Session {
   // Counts a call and tells what the described faults make of it; the latency has passed then.
   FaultOutcome befall(Operation operation, unsigned gpu);
 
-  Trace& trace() { return trace_; }
+  // Of the file that calls are traced to; empty: they are not.
+  const std::string& tracePath() const { return paths_.trace; }
 
  private:
   struct FileMark {
@@ -74,7 +77,6 @@ class Session {
   bool load();
 
   Paths paths_;
-  Trace trace_;
   std::unique_ptr<SharedState> state_;
   std::unique_ptr<const Machine> machine_;
   FileMark hostMark_;

@@ -1,10 +1,6 @@
 #include "machine/shared_state.h"
 
-#include <fmt/format.h>
-
-#include <cerrno>
-#include <cstring>
-#include <stdexcept>
+#include "machine/descriptor.h"
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -15,53 +11,22 @@ namespace zansim {
 
 namespace {
 
-class File {
- public:
-  explicit File(int descriptor) : descriptor_(descriptor) {}
-  ~File() {
-    if (descriptor_ >= 0) close(descriptor_);
-  }
-  File(const File&) = delete;
-  File& operator=(const File&) = delete;
-  int descriptor() const { return descriptor_; }
-  bool isOpen() const { return descriptor_ >= 0; }
-
- private:
-  int descriptor_;
-};
-
-[[noreturn]] void fail(const std::string& path) {
-  throw std::runtime_error(fmt::format("{}: {}", path, std::strerror(errno)));
-}
-
-MachineState* map(int descriptor, int flags, const std::string& path) {
-  void* const memory =
-      mmap(nullptr, sizeof(MachineState), PROT_READ | PROT_WRITE, flags, descriptor, 0);
-  if (memory == MAP_FAILED) fail(path);
+MachineState* map(int file, int flags, const std::string& path) {
+  void* const memory = mmap(nullptr, sizeof(MachineState), PROT_READ | PROT_WRITE, flags, file, 0);
+  if (memory == MAP_FAILED) throwSystemError(path);
   return static_cast<MachineState*>(memory);
 }
 
-// Written whole under another name and then linked, so that nobody ever sees a part of it; when
-// another run was faster, its state stands.
-void create(const std::string& path, Time origin) {
-  std::string draft = path + ".XXXXXX";
-  const File file(mkostemp(draft.data(), O_CLOEXEC));
-  if (!file.isOpen()) fail(draft);
-  // Runs of other users share the machine.
-  const bool sized = fchmod(file.descriptor(), 0666) == 0 &&
-                     ftruncate(file.descriptor(), sizeof(MachineState)) == 0;
-  if (sized) {
-    MachineState* const state = map(file.descriptor(), MAP_SHARED, draft);
-    state->magic = kStateMagic;
-    state->origin = origin;
-    state->virtualNow = origin;
-    munmap(state, sizeof(MachineState));
-  }
-  const bool linked = sized && (link(draft.c_str(), path.c_str()) == 0 || errno == EEXIST);
-  const int error = errno;
-  unlink(draft.c_str());
-  errno = error;
-  if (!linked) fail(path);
+Descriptor openState(int directory, const std::string& path) {
+  return Descriptor(openat(directory, path.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+}
+
+bool isState(const Descriptor& file) {
+  struct stat status = {};
+  std::uint64_t magic = 0;
+  return fstat(file.number(), &status) == 0 && S_ISREG(status.st_mode) &&
+         status.st_size == sizeof(MachineState) &&
+         pread(file.number(), &magic, sizeof magic, 0) == sizeof magic && magic == kStateMagic;
 }
 
 }  // namespace
@@ -71,23 +36,36 @@ SharedState::SharedState(Time origin) : state_(map(-1, MAP_PRIVATE | MAP_ANONYMO
   state_->virtualNow = origin;
 }
 
-SharedState::SharedState(const std::string& directory, Time origin) {
+SharedState::SharedState(const std::string& directory) {
   const std::string path = directory + "/" + kStateFileName;
-  if (access(path.c_str(), F_OK) != 0) create(path, origin);
-  const File file(open(path.c_str(), O_RDWR | O_CLOEXEC));
-  if (!file.isOpen()) fail(path);
-  struct stat status = {};
-  if (fstat(file.descriptor(), &status) != 0) fail(path);
-  if (status.st_size != sizeof(MachineState)) {
-    throw std::runtime_error(path + ": not the state of a simulated machine");
-  }
-  state_ = map(file.descriptor(), MAP_SHARED, path);
-  if (state_->magic != kStateMagic) {
-    munmap(state_, sizeof(MachineState));
-    throw std::runtime_error(path + ": not the state of a simulated machine");
-  }
+  const Descriptor file = openState(AT_FDCWD, path);
+  if (file.number() < 0) throwSystemError(path);
+  if (!isState(file)) throw std::runtime_error(path + ": not the state of a simulated machine");
+  state_ = map(file.number(), MAP_SHARED, path);
 }
 
 SharedState::~SharedState() { munmap(state_, sizeof(MachineState)); }
+
+bool holdsState(int directory) {
+  const Descriptor file = openState(directory, kStateFileName);
+  return file.number() >= 0 && isState(file);
+}
+
+void createState(int directory, Time origin) {
+  // Under its name it is always whole.
+  unlinkat(directory, kStateDraftName, 0);
+  const Descriptor file(
+      openat(directory, kStateDraftName, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644),
+      kStateDraftName);
+  if (ftruncate(file.number(), sizeof(MachineState)) != 0) throwSystemError(kStateFileName);
+  MachineState* const state = map(file.number(), MAP_SHARED, kStateFileName);
+  state->magic = kStateMagic;
+  state->origin = origin;
+  state->virtualNow = origin;
+  munmap(state, sizeof(MachineState));
+  if (renameat(directory, kStateDraftName, directory, kStateFileName) != 0) {
+    throwSystemError(kStateFileName);
+  }
+}
 
 }  // namespace zansim

@@ -14,9 +14,8 @@ class SharedState {
   // State of this process alone, for a library that nobody gave a directory.
   explicit SharedState(Time origin);
 
-  // Opens the state in a directory; whoever comes first creates it, with `origin` as the time at
-  // which the machine starts. Throws std::runtime_error with the reason when it cannot.
-  SharedState(const std::string& directory, Time origin);
+  // Opens the state in a directory. Throws std::runtime_error with the reason when there is none.
+  explicit SharedState(const std::string& directory);
 
   ~SharedState();
   SharedState(const SharedState&) = delete;
@@ -27,5 +26,12 @@ class SharedState {
  private:
   MachineState* state_;
 };
+
+// Whether the open directory holds a state, followed through no link.
+bool holdsState(int directory);
+
+// Creates the state of a machine that starts at `origin`. Whoever calls it has locked the
+// directory. Throws std::runtime_error.
+void createState(int directory, Time origin);
 
 }  // namespace zansim

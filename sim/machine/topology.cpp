@@ -7,8 +7,8 @@ namespace zansim {
 namespace {
 
 bool onOneBoard(const Gpu& a, const Gpu& b) {
-  const NumberSource& first = a[Number::boardId];
-  const NumberSource& second = b[Number::boardId];
+  const NumberSource& first = a[Number("board/id")];
+  const NumberSource& second = b[Number("board/id")];
   return first.kind == NumberSource::Kind::constant &&
          second.kind == NumberSource::Kind::constant && first.value == second.value;
 }

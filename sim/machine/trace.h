@@ -4,35 +4,32 @@
 
 #include "description/operations.h"
 
+#include <bit>
+#include <cstdint>
 #include <initializer_list>
-#include <optional>
 #include <string>
+#include <type_traits>
 
 namespace zansim {
 
-// What a call was given: a GPU or a number.
+// What a call was given: a number, a list's size on entry, or a handle.
 struct TraceArgument {
-  enum class Kind { number, gpu, foreign };
-  Kind kind;
-  unsigned long long value;
+  template <typename Number>
+  requires(std::is_integral_v<Number> || std::is_enum_v<Number>) TraceArgument(Number number)
+      : value(static_cast<std::uint64_t>(number)) {}
+  TraceArgument(const unsigned int* count) : value(count == nullptr ? 0 : *count) {}
+  TraceArgument(nvmlDevice_t device)
+      : value(std::bit_cast<std::uintptr_t>(device)), isHandle(true) {}
 
-  static TraceArgument number(unsigned long long value) { return {Kind::number, value}; }
-  static TraceArgument gpu(std::optional<unsigned> index) {
-    return index ? TraceArgument{Kind::gpu, *index} : TraceArgument{Kind::foreign, 0};
-  }
+  std::uint64_t value;
+  bool isHandle = false;
 };
 
-class Trace {
- public:
-  // An empty path: no trace.
-  explicit Trace(std::string path) : path_(std::move(path)) {}
+using TraceArguments = std::initializer_list<TraceArgument>;
 
-  bool isOn() const { return !path_.empty(); }
-  void write(Operation operation, std::initializer_list<TraceArgument> arguments,
-             nvmlReturn_t code) const;
-
- private:
-  std::string path_;
-};
+// Appends a line to the file. Handles are shown as the GPUs that they stand for in the session of
+// this process.
+void writeTrace(const std::string& path, Operation operation, TraceArguments arguments,
+                nvmlReturn_t code);
 
 }  // namespace zansim

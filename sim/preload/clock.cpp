@@ -13,11 +13,7 @@
 #include <ctime>
 
 #include <fcntl.h>
-#include <poll.h>
-#include <signal.h>
-#include <sys/epoll.h>
 #include <sys/mman.h>
-#include <sys/select.h>
 #include <sys/syscall.h>
 #include <sys/time.h>
 #include <unistd.h>
@@ -25,7 +21,6 @@
 namespace {
 
 constexpr std::int64_t kSecond = 1'000'000'000;
-constexpr std::int64_t kMillisecond = 1'000'000;
 
 enum class Mode { unknown, real, shifted, simulated };
 
@@ -119,14 +114,6 @@ bool isDuration(const timespec* time) {
          time->tv_nsec < kSecond;
 }
 
-// Waits on descriptors: what `look` finds at once, or else the time passes.
-template <typename Look>
-int waitVirtually(std::int64_t duration, Look look) {
-  const int found = look();
-  if (found == 0) sleepVirtually(duration);
-  return found;
-}
-
 }  // namespace
 
 ZANSIM_STAND_IN(int, clock_gettime, (clockid_t clock, timespec* time)) {
@@ -187,59 +174,4 @@ ZANSIM_STAND_IN(unsigned, sleep, (unsigned seconds)) {
   if (!isVirtual()) return next(seconds);
   sleepVirtually(seconds * kSecond);
   return 0;
-}
-
-#define ZANSIM_WAIT(name, parameters, arguments, look, milliseconds)              \
-  ZANSIM_STAND_IN(int, name, parameters) {                                        \
-    ZANSIM_NEXT(int, name, parameters);                                           \
-    if (!isVirtual() || (milliseconds) <= 0) return next arguments;               \
-    return waitVirtually((milliseconds)*kMillisecond, [&] { return next look; }); \
-  }
-
-// The same with a time that may be null, which means for ever.
-#define ZANSIM_WAIT_UNTIL(name, parameters, arguments, look)                         \
-  ZANSIM_STAND_IN(int, name, parameters) {                                           \
-    ZANSIM_NEXT(int, name, parameters);                                              \
-    if (!isVirtual() || time == nullptr || !isDuration(time)) return next arguments; \
-    const timespec none = {};                                                        \
-    return waitVirtually(nanoseconds(*time), [&] { return next look; });             \
-  }
-
-ZANSIM_WAIT(poll, (pollfd * entries, nfds_t count, int timeout), (entries, count, timeout),
-            (entries, count, 0), timeout)
-ZANSIM_WAIT(__poll_chk, (pollfd * entries, nfds_t count, int timeout, size_t size),
-            (entries, count, timeout, size), (entries, count, 0, size), timeout)
-ZANSIM_WAIT(epoll_wait, (int instance, epoll_event* events, int most, int timeout),
-            (instance, events, most, timeout), (instance, events, most, 0), timeout)
-ZANSIM_WAIT(epoll_pwait,
-            (int instance, epoll_event* events, int most, int timeout, const sigset_t* mask),
-            (instance, events, most, timeout, mask), (instance, events, most, 0, mask), timeout)
-ZANSIM_WAIT_UNTIL(ppoll,
-                  (pollfd * entries, nfds_t count, const timespec* time, const sigset_t* mask),
-                  (entries, count, time, mask), (entries, count, &none, mask))
-ZANSIM_WAIT_UNTIL(__ppoll_chk,
-                  (pollfd * entries, nfds_t count, const timespec* time, const sigset_t* mask,
-                   size_t size),
-                  (entries, count, time, mask, size), (entries, count, &none, mask, size))
-ZANSIM_WAIT_UNTIL(pselect,
-                  (int count, fd_set* readable, fd_set* writable, fd_set* exceptional,
-                   const timespec* time, const sigset_t* mask),
-                  (count, readable, writable, exceptional, time, mask),
-                  (count, readable, writable, exceptional, &none, mask))
-
-ZANSIM_STAND_IN(int, select,
-                (int count, fd_set* readable, fd_set* writable, fd_set* exceptional,
-                 timeval* rest)) {
-  ZANSIM_NEXT(int, select, (int, fd_set*, fd_set*, fd_set*, timeval*));
-  const auto look = [&](timeval* time) {
-    return next(count, readable, writable, exceptional, time);
-  };
-  if (!isVirtual() || rest == nullptr) return look(rest);
-  const timespec time = {.tv_sec = rest->tv_sec, .tv_nsec = rest->tv_usec * 1000};
-  if (!isDuration(&time)) return look(rest);
-  timeval none = {};
-  const int found = waitVirtually(nanoseconds(time), [&] { return look(&none); });
-  // Like the kernel, which leaves what was not waited for.
-  if (found == 0) *rest = {};
-  return found;
 }

@@ -1,5 +1,6 @@
 #include "preload/redirect.h"
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -30,6 +31,12 @@ const char* stateDirectory() {
   return directory;
 }
 
+// Three pieces of a path in the buffer, or null where they do not fit.
+const char* write(PathBuffer& buffer, const char* first, const char* second, const char* third) {
+  const int length = snprintf(buffer.text, sizeof buffer.text, "%s%s%s", first, second, third);
+  return length >= 0 && static_cast<size_t>(length) < sizeof buffer.text ? buffer.text : nullptr;
+}
+
 // The rest of the path behind the redirected part, or null when the redirection does not apply.
 const char* restBehind(const char* path, const char* from, Reach reach) {
   const size_t length = strlen(from);
@@ -49,29 +56,19 @@ const char* restBehind(const char* path, const char* from, Reach reach) {
 // The whole path of a relative one, in the buffer, or null where it does not fit.
 const char* whole(const char* path, PathBuffer& buffer) {
   while (path[0] == '.' && path[1] == '/') path += 2;
-  if (getcwd(buffer.text, sizeof buffer.text) == nullptr) return nullptr;
-  size_t length = strlen(buffer.text);
-  if (length + 1 + strlen(path) >= sizeof buffer.text) return nullptr;
-  if (length > 1) buffer.text[length++] = '/';
-  memcpy(buffer.text + length, path, strlen(path) + 1);
-  return buffer.text;
+  char directory[PATH_MAX];
+  if (getcwd(directory, sizeof directory) == nullptr) return nullptr;
+  const char* const separator = directory[1] == '\0' ? "" : "/";
+  return write(buffer, directory, separator, path);
 }
 
 const char* redirectedWhole(const char* path, PathBuffer& buffer) {
+  const char* const state = stateDirectory();
+  if (state == nullptr) return nullptr;
   for (const Redirection& redirection : kRedirections) {
     const char* const rest = restBehind(path, redirection.from, redirection.reach);
-    if (rest == nullptr) continue;
-    const char* const state = stateDirectory();
-    if (state == nullptr) return nullptr;
-    const size_t stateLength = strlen(state);
-    const size_t toLength = strlen(redirection.to);
-    const size_t restLength = strlen(rest);
     // Too long to be the name of anything: the real function says so.
-    if (stateLength + toLength + restLength >= sizeof buffer.text) return nullptr;
-    memcpy(buffer.text, state, stateLength);
-    memcpy(buffer.text + stateLength, redirection.to, toLength);
-    memcpy(buffer.text + stateLength + toLength, rest, restLength + 1);
-    return buffer.text;
+    if (rest != nullptr) return write(buffer, state, redirection.to, rest);
   }
   return nullptr;
 }

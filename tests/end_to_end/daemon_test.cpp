@@ -77,7 +77,7 @@ bool isValidLog(const std::string& text) {
 class DaemonTest : public testing::Test {
  protected:
   DaemonTest() {
-    fs::create_directories(host.state() / "run");
+    host.runScript("true");
     host.useClock(Clock::real);
   }
   ~DaemonTest() override { stop(); }

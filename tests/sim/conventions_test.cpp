@@ -1,4 +1,3 @@
-#include "description/operations.h"
 #include "library_test.h"
 
 namespace zansim {
@@ -148,13 +147,66 @@ TEST_F(ConventionsTest, ListsAreAskedInTwoCalls) {
   EXPECT_EQ(pages.size(), 5U);
 }
 
-TEST_F(ConventionsTest, ManyProcessesAreListedWhole) {
-  start(R"({"gpus": [{"processes": [{"pid": 10000, "count": 4000}]}]})");
-  const auto infos = list<nvmlProcessInfo_t>([&](unsigned* count, nvmlProcessInfo_t* entries) {
-    return nvmlDeviceGetComputeRunningProcesses(gpu(0), count, entries);
-  });
-  ASSERT_EQ(infos.size(), 4000U);
-  EXPECT_EQ(infos.back().pid, 13999U);
+TEST_F(ConventionsTest, StructuresAreHadWholeOrNotAtAll) {
+  start(R"({"gpus": [{"pci": {"bus_id": "unavailable"}, "memory": {"used": {"fails": 10}},
+                      "utilization": {"memory": "unavailable"}}]})");
+  nvmlPciInfo_t pci = {};
+  pci.bus = 99;
+  EXPECT_EQ(nvmlDeviceGetPciInfo(gpu(0), &pci), NVML_ERROR_NOT_SUPPORTED);
+  EXPECT_EQ(pci.bus, 99U);
+  nvmlMemory_t memory = {};
+  memory.total = 99;
+  EXPECT_EQ(nvmlDeviceGetMemoryInfo(gpu(0), &memory), NVML_ERROR_TIMEOUT);
+  EXPECT_EQ(memory.total, 99U);
+  nvmlUtilization_t utilization = {.gpu = 99, .memory = 99};
+  EXPECT_EQ(nvmlDeviceGetUtilizationRates(gpu(0), &utilization), NVML_ERROR_NOT_SUPPORTED);
+  EXPECT_EQ(utilization.gpu, 99U);
+}
+
+TEST_F(ConventionsTest, EnginesCountTheirBusyTimeSinceTheDriverWasLoaded) {
+  start(R"({"uptime": 100, "gpus": [{"jpu": {"engines": 3, "busy": 25}}]})");
+  zanmlJpuUtilization_t jpu = {};
+  EXPECT_EQ(zanmlDeviceGetJpuUtilization(gpu(0), &jpu), NVML_SUCCESS);
+  EXPECT_EQ(jpu.count, 3U);
+  const unsigned long long before = jpu.busyTime[2];
+  EXPECT_NEAR(static_cast<double>(before), 25e9, 5e9) << "a quarter of a hundred seconds";
+  while (jpu.busyTime[2] == before) zanmlDeviceGetJpuUtilization(gpu(0), &jpu);
+  EXPECT_GT(jpu.busyTime[2], before);
+}
+
+TEST_F(ConventionsTest, GpusOfABoardShareItsSignals) {
+  start(R"({"gpus_per_board": 2, "gpus": [{"count": 4, "board": {
+    "power_usage": {"signal": "ramp", "min": 0, "max": 9000, "period": 1000000}}}]})");
+  const auto power = [&](unsigned index) {
+    return static_cast<int>(read(zanmlDeviceGetBoardPowerUsage, gpu(index)));
+  };
+  EXPECT_NEAR(power(0), power(1), 1);
+  EXPECT_GT(std::abs(power(0) - power(2)), 100);
+}
+
+TEST_F(ConventionsTest, AnEditedDescriptionIsTakenNoticeOf) {
+  start(R"({"gpus": [{"name": "before"}, {}]})");
+  nvmlDevice_t device = gpu(0);
+  nvmlDevice_t second = gpu(1);
+  Session& session = Session::ofProcess();
+  workspace.write("host.json", R"({"gpus": [{"name": "afterwards"}]})");
+  session.refresh(true);
+  EXPECT_EQ(name(device), "afterwards");
+  unsigned value = 0;
+  EXPECT_EQ(nvmlDeviceGetMinorNumber(second, &value), NVML_ERROR_GPU_IS_LOST);
+  ::testing::internal::CaptureStderr();
+  workspace.write("host.json", R"({"gpus": [{"nam": "bad"}]})");
+  session.refresh(true);
+  session.refresh(true);
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+            "zansim: " + workspace.path("host.json") +
+                ":1: /gpus/0/nam: unknown key, did you mean \"name\"?\n")
+      << "said once";
+  EXPECT_EQ(name(device), "afterwards");
+  workspace.write("host.json", R"({"gpus": [{"name": "good again"}, {}]})");
+  session.refresh(true);
+  EXPECT_EQ(name(device), "good again");
+  EXPECT_EQ(read(nvmlDeviceGetMinorNumber, second), 1U);
 }
 
 TEST_F(ConventionsTest, ABadDescriptionIsADriverThatIsNotLoaded) {

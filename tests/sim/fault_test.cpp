@@ -41,19 +41,6 @@ TEST_F(FaultTest, ByChanceIsTheSameChanceAgain) {
   EXPECT_NEAR(static_cast<double>(std::count(first.begin(), first.end(), 10)), 300, 60);
 }
 
-TEST_F(FaultTest, TakesHandlesAndInitialisation) {
-  start(R"({"gpus": [{"count": 3}], "faults": [
-    {"operation": "nvmlDeviceGetHandleByIndex_v2", "gpu": 1, "code": "no_permission"}]})");
-  nvmlDevice_t device = nullptr;
-  EXPECT_EQ(nvmlDeviceGetHandleByIndex_v2(0, &device), NVML_SUCCESS);
-  EXPECT_EQ(nvmlDeviceGetHandleByIndex_v2(1, &device), NVML_ERROR_NO_PERMISSION);
-
-  workspace.write("host.json", R"({"init": "lib_rm_version_mismatch", "gpus": []})");
-  Session::restartOfProcess();
-  EXPECT_EQ(nvmlInit(), NVML_ERROR_LIB_RM_VERSION_MISMATCH);
-  EXPECT_EQ(nvmlShutdown(), NVML_ERROR_UNINITIALIZED);
-}
-
 TEST_F(FaultTest, ListsGrowBetweenTheCalls) {
   start(R"({"gpus": [{"processes": [{"pid": 50}]}, {"processes": [{"pid": 50}]}], "faults": [
     {"operation": "nvmlDeviceGetComputeRunningProcesses", "gpu": 0, "grow": 2},
@@ -75,22 +62,6 @@ TEST_F(FaultTest, ListsGrowBetweenTheCalls) {
   EXPECT_EQ(ask(1, 2, true), Answer(7, 3));
   EXPECT_EQ(ask(1, 3, true), Answer(7, 4));
   EXPECT_EQ(ask(1, 16, true), Answer(0, 5));
-}
-
-TEST_F(FaultTest, LostGpusAnswerNothingElse) {
-  start(R"({"gpus": [{"name": "unavailable", "vgpu": {"instances": [{"id": 4, "type": 0}]}}, {}],
-            "vgpu_types": [{"id": 0}], "lost": [{"gpu": 0}]})");
-  nvmlDevice_t device = nullptr;
-  EXPECT_EQ(nvmlDeviceGetHandleByIndex_v2(0, &device), NVML_ERROR_GPU_IS_LOST);
-  device = Session::ofProcess().handleOf(0);
-  char text[64];
-  EXPECT_EQ(nvmlDeviceGetName(device, text, sizeof text), NVML_ERROR_GPU_IS_LOST);
-  EXPECT_EQ(zanmlDeviceReset(device), NVML_ERROR_GPU_IS_LOST);
-  EXPECT_EQ(nvmlVgpuInstanceGetUUID(4, text, sizeof text), NVML_ERROR_GPU_IS_LOST);
-  unsigned count = 0;
-  EXPECT_EQ(nvmlDeviceGetCount_v2(&count), NVML_SUCCESS);
-  EXPECT_EQ(count, 2U);
-  EXPECT_EQ(nvmlDeviceGetName(gpu(1), text, sizeof text), NVML_SUCCESS);
 }
 
 TEST(FaultPlan, HoldsForItsTime) {

@@ -1,7 +1,7 @@
 #include "library_test.h"
+#include "machine/descriptor.h"
 
-#include <thread>
-
+#include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -12,6 +12,8 @@ class StateTest : public LibraryTest {
  protected:
   StateTest() {
     std::filesystem::create_directory(workspace.path("state"));
+    const Descriptor directory(open(workspace.path("state").c_str(), O_RDONLY | O_DIRECTORY));
+    createState(directory.number(), kSecond);
     setenv(kStateVariable, workspace.path("state").c_str(), 1);
   }
 
@@ -54,45 +56,6 @@ TEST_F(StateTest, IsSharedAndOutlivesItsUsers) {
   expectState();
 }
 
-TEST_F(StateTest, MasksStayWithinTheSupportedOnes) {
-  start(R"({"gpus": [{"ce": {"mask": 4, "supported": 12}}]})");
-  if (geteuid() != 0) {
-    EXPECT_EQ(zanmlDeviceSetCeMask(gpu(0), 4), NVML_ERROR_NO_PERMISSION);
-    return;
-  }
-  unsigned mask = 0;
-  unsigned supported = 0;
-  EXPECT_EQ(zanmlDeviceSetCeMask(gpu(0), 0x1c), NVML_ERROR_INVALID_ARGUMENT);
-  zanmlDeviceGetCeMask(gpu(0), &mask, &supported);
-  EXPECT_EQ(mask, 4U);
-  EXPECT_EQ(zanmlDeviceSetCeMask(gpu(0), 8), NVML_SUCCESS);
-  zanmlDeviceGetCeMask(gpu(0), &mask, &supported);
-  EXPECT_EQ(mask, 8U);
-}
-
-TEST_F(StateTest, OneOfManyStartersCreatesIt) {
-  // Each opens the state of the same new directory with an origin of its own; all must end up
-  // with the origin of one.
-  for (int round = 0; round < 20; ++round) {
-    const std::string directory = workspace.path("race" + std::to_string(round));
-    std::filesystem::create_directory(directory);
-    std::array<Time, 8> origins{};
-    std::vector<std::thread> starters;
-    for (std::size_t i = 0; i < origins.size(); ++i) {
-      starters.emplace_back([&, i] {
-        const SharedState state(directory, static_cast<Time>(i + 1));
-        origins[i] = state->origin;
-      });
-    }
-    for (std::thread& starter : starters) starter.join();
-    for (const Time origin : origins) EXPECT_EQ(origin, origins[0]);
-    EXPECT_NE(origins[0], 0);
-    // Nothing of the others is left behind.
-    const auto entries = std::filesystem::directory_iterator(directory);
-    EXPECT_EQ(std::distance(begin(entries), end(entries)), 1);
-  }
-}
-
 TEST_F(StateTest, ConcurrentChangesAreAllCounted) {
   start(R"({"gpus": [{}]})");
   if (geteuid() != 0) GTEST_SKIP() << "only root may change a GPU";
@@ -108,17 +71,6 @@ TEST_F(StateTest, ConcurrentChangesAreAllCounted) {
   for (const pid_t child : children) waitpid(child, nullptr, 0);
   EXPECT_EQ(Session::ofProcess().state()->gpus[0].resets, kProcesses * kResets);
   EXPECT_EQ(Session::ofProcess().state()->resetCount, kProcesses * kResets);
-}
-
-TEST_F(StateTest, AFileThatIsNoStateIsRefused) {
-  workspace.write("state/machine", "something else");
-  workspace.write("host.json", R"({"gpus": []})");
-  Session::restartOfProcess();
-  ::testing::internal::CaptureStderr();
-  EXPECT_EQ(nvmlInit(), NVML_ERROR_DRIVER_NOT_LOADED);
-  EXPECT_EQ(
-      ::testing::internal::GetCapturedStderr(),
-      "zansim: " + workspace.path("state/machine") + ": not the state of a simulated machine\n");
 }
 
 }  // namespace
