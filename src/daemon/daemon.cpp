@@ -61,7 +61,7 @@ bool makeDirectory(const std::string& directory, std::ostream& out) {
 PidFile becomeDaemon(bool terminate) {
   std::cout.flush();
   // The library's connection to the driver belongs to the process that opened it, so the child
-  // opens its own.
+  // opens its own when it samples.
   closeSession();
   if (fork() != 0) _exit(0);
   setsid();
@@ -77,7 +77,6 @@ PidFile becomeDaemon(bool terminate) {
   }
   if (terminate) endAtOnce(0);
   if (!pidFile.writePid(getpid())) endAtOnce(1);
-  openSession(0);
   if (chdir("/") != 0) endAtOnce(1);
   umask(0);
   return pidFile;

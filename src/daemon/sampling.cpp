@@ -14,6 +14,13 @@ namespace {
 
 constexpr std::uint32_t kHeaderCycles = 40;
 
+// Whether the GPU told anything of what is logged.
+bool isAnswer(const MonitorReading& reading) {
+  return reading.power != kUnavailable || reading.temperature != kUnavailable ||
+         (reading.gpuUtil | reading.memUtil | reading.encUtil | reading.decUtil | reading.memClock |
+          reading.smClock) != 0;
+}
+
 }  // namespace
 
 Sampling::Sampling(StatsLog log, DeviceSet selection)
@@ -37,16 +44,39 @@ bool Sampling::followDay(std::string_view date) {
 }
 
 bool Sampling::writeCycle(std::string_view time) {
-  boardPowerTable().clear();
   if (cycle_ == 0 && !log_.write(fmt::format("{}\n{}\n", kStatsHeader1, kStatsHeader2))) {
     return false;
   }
+  std::string silent;
+  switch (sampleGpus(time, silent)) {
+    case Samples::written:
+      return true;
+    case Samples::notWritten:
+      return false;
+    case Samples::silent:
+      break;
+  }
+  // The driver may have been unloaded, and perhaps loaded again, since the session began.
+  closeSession();
+  openSession(0);
+  silent.clear();
+  return sampleGpus(time, silent) != Samples::notWritten && (silent.empty() || log_.write(silent));
+}
+
+Sampling::Samples Sampling::sampleGpus(std::string_view time, std::string& silent) {
+  boardPowerTable().clear();
+  Samples samples = Samples::silent;
   for (std::uint32_t index = 0; index < session().deviceCount; ++index) {
     if (!isSelected(selection_, index)) continue;
     session().currentDevice = index;
-    if (!log_.write(statsLine(time, index, reader().readMonitorSample()))) return false;
+    const MonitorReading reading = reader().readMonitorSample();
+    silent += statsLine(time, index, reading);
+    if (isAnswer(reading)) samples = Samples::written;
+    if (samples == Samples::silent) continue;
+    if (!log_.write(silent)) return Samples::notWritten;
+    silent.clear();
   }
-  return true;
+  return samples;
 }
 
 }  // namespace zanctl
