@@ -1,9 +1,8 @@
 #include "daemon/daemon.h"
 
 #include "daemon/device_list.h"
-#include "daemon/pid_file.h"
+#include "daemon/instance.h"
 #include "daemon/sampling.h"
-#include "device/session.h"
 #include "device/time.h"
 #include "output/option_text.h"
 
@@ -13,7 +12,6 @@
 #include <cstdlib>
 #include <iostream>
 
-#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -38,48 +36,6 @@ bool makeDirectory(const std::string& directory, std::ostream& out) {
   if (mkdir(directory.c_str(), kDirectoryMode) == 0) return true;
   fmt::print(out, "create path \"{}\" failed\n", directory);
   return false;
-}
-
-// Ends this process as a daemon that has not come to run; what it said comes out.
-[[noreturn]] void endAtOnce(int status) {
-  std::cout.flush();
-  _exit(status);
-}
-
-[[noreturn]] void leaveToTheOther(const PidFile& pidFile, bool terminate) {
-  const std::string content = pidFile.read();
-  if (content.empty()) endAtOnce(1);
-  if (!terminate) {
-    fmt::print(std::cout, "Daemon already running with pid {}\n", pidText(content));
-  } else if (const auto pid = pidToSignal(content)) {
-    kill(*pid, SIGKILL);
-  }
-  endAtOnce(0);
-}
-
-// Goes on in a child that is the one daemon; every other process ends in here.
-PidFile becomeDaemon(bool terminate) {
-  std::cout.flush();
-  // The library's connection to the driver belongs to the process that opened it, so the child
-  // opens its own when it samples.
-  closeSession();
-  if (fork() != 0) _exit(0);
-  setsid();
-  PidFile pidFile;
-  if (!pidFile.isOpen()) endAtOnce(1);
-  switch (pidFile.lock()) {
-    case PidFile::Lock::heldByAnother:
-      leaveToTheOther(pidFile, terminate);
-    case PidFile::Lock::failed:
-      endAtOnce(1);
-    case PidFile::Lock::taken:
-      break;
-  }
-  if (terminate) endAtOnce(0);
-  if (!pidFile.writePid(getpid())) endAtOnce(1);
-  if (chdir("/") != 0) endAtOnce(1);
-  umask(0);
-  return pidFile;
 }
 
 int sampleForever(const DaemonPlan& plan) {
@@ -118,7 +74,8 @@ std::optional<DaemonPlan> planDaemon(const DaemonOptions& options, std::ostream&
 int runDaemon(const DaemonOptions& options) {
   const auto plan = planDaemon(options, std::cout);
   if (!plan) return -1;
-  const PidFile pidFile = becomeDaemon(plan->terminate);
+  if (plan->terminate) endDaemon();
+  const PidFile pidFile = becomeDaemon();
   return sampleForever(*plan);
 }
 
