@@ -38,13 +38,23 @@ bool makeDirectory(const std::string& directory, std::ostream& out) {
   return false;
 }
 
+const char* complaint(CycleEnd end) {
+  switch (end) {
+    case CycleEnd::notCreated:
+      return "Failed to create";
+    case CycleEnd::inUse:
+      return "Another daemon writes";
+    default:
+      return "Failed to write";
+  }
+}
+
 int sampleForever(const DaemonPlan& plan) {
   Sampling sampling(StatsLog(plan.directory, plan.suffix), plan.selection);
   for (;;) {
     const CycleEnd end = sampling.runCycle(currentTime().tv_sec);
     if (end != CycleEnd::written) {
-      fmt::print(std::cout, "Failed to {} the log file {}\n",
-                 end == CycleEnd::notCreated ? "create" : "write", sampling.log().fileName());
+      fmt::print(std::cout, "{} the log file {}\n", complaint(end), sampling.log().fileName());
       return -1;
     }
     sleep(plan.delaySeconds);

@@ -21,6 +21,12 @@ bool isAnswer(const MonitorReading& reading) {
           reading.smClock) != 0;
 }
 
+// A line with a second of 60, which a time zone with leap seconds has, would not be valid.
+std::string timeOfLines(std::string time) {
+  if (time.ends_with(":60")) time.replace(time.size() - 2, 2, "59");
+  return time;
+}
+
 }  // namespace
 
 Sampling::Sampling(StatsLog log, DeviceSet selection)
@@ -30,14 +36,21 @@ CycleEnd Sampling::runCycle(std::time_t now) {
   // One reading of the clock, so that the file's date and the lines' time always agree.
   const std::string stamp = dateTimeStamp(now);
   const std::size_t blank = stamp.find(' ');
-  if (!followDay(stamp.substr(0, blank))) return CycleEnd::notCreated;
-  if (!writeCycle(stamp.substr(blank + 1))) return CycleEnd::notWritten;
+  switch (followDay(stamp.substr(0, blank))) {
+    case FileOpening::refused:
+      return CycleEnd::notCreated;
+    case FileOpening::inUse:
+      return CycleEnd::inUse;
+    case FileOpening::opened:
+      break;
+  }
+  if (!writeCycle(timeOfLines(stamp.substr(blank + 1)))) return CycleEnd::notWritten;
   cycle_ = (cycle_ + 1) % kHeaderCycles;
   return log_.exists() ? CycleEnd::written : CycleEnd::notWritten;
 }
 
-bool Sampling::followDay(std::string_view date) {
-  if (log_.date() == date) return true;
+FileOpening Sampling::followDay(std::string_view date) {
+  if (log_.date() == date) return FileOpening::opened;
   const bool isFirst = log_.date().empty();
   cycle_ = 0;
   return log_.open(date, isFirst ? StatsLog::Existing::appendIfValid : StatsLog::Existing::append);

@@ -14,6 +14,7 @@ namespace zanctl {
 enum class CycleEnd {
   written,
   notCreated,  // the day's file could not be opened
+  inUse,       // another process writes the day's file
   notWritten,  // the day's file vanished or could not be written
 };
 
@@ -31,7 +32,7 @@ class Sampling {
   [[nodiscard]] const StatsLog& log() const { return log_; }
 
  private:
-  [[nodiscard]] bool followDay(std::string_view date);
+  [[nodiscard]] FileOpening followDay(std::string_view date);
   [[nodiscard]] bool writeCycle(std::string_view time);
 
   enum class Samples { written, notWritten, silent };

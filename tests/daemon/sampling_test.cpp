@@ -72,6 +72,19 @@ TEST_F(SamplingTest, changesTheFileWithTheDateAlsoWhenTheClockIsSetBack) {
   EXPECT_EQ(content("2026-03-08"), header + record("00:00:00", 0) + header + record("00:00:01", 0));
 }
 
+TEST_F(SamplingTest, writesNoSecondOf60) {
+  ASSERT_TRUE(fs::exists("/usr/share/zoneinfo/right/UTC")) << "the package tzdata is needed";
+  setenv("TZ", "right/UTC", 1);
+  tzset();
+  Sampling daemon = sampling({0});
+  constexpr std::time_t kLeapSecond = 1483228826;  // 31 December 2016, 23:59:60
+  for (std::time_t now = kLeapSecond - 1; now <= kLeapSecond + 1; ++now) {
+    ASSERT_EQ(daemon.runCycle(now), CycleEnd::written);
+  }
+  EXPECT_EQ(content("2016-12-31"), header + record("23:59:59", 0) + record("23:59:59", 0));
+  EXPECT_EQ(content("2017-01-01"), header + record("00:00:00", 0));
+}
+
 TEST_F(SamplingTest, asksForABoardsPowerOnceInEveryCycle) {
   static int asked;
   asked = 0;

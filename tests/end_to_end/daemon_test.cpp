@@ -269,7 +269,7 @@ TEST_F(RestlessDaemonTest, endsWhenItsFileVanishes) {
 TEST_F(RestlessDaemonTest, gathersADayInOneFileThroughKillsAtRandomMoments) {
   std::random_device random;
   std::size_t size = 0;
-  for (int round = 0; round < 100; ++round) {
+  for (int round = 0; round < 20; ++round) {
     start("-d 1");
     usleep(static_cast<useconds_t>(random() % 8000));
     stop();
@@ -281,12 +281,11 @@ TEST_F(RestlessDaemonTest, gathersADayInOneFileThroughKillsAtRandomMoments) {
   for (const fs::directory_entry& file : fs::directory_iterator(logs())) {
     EXPECT_TRUE(isValidLog(content(file.path()))) << file.path();
   }
-  EXPECT_GT(size, 10'000U);
+  EXPECT_GT(size, 2'000U);
 }
 
-TEST_F(DaemonTest, appendsToAValidFileAndStartsAnyOtherAfresh) {
+TEST_F(DaemonTest, appendsToAValidFileAndSetsAnyOtherAside) {
   const auto contentAfterAStart = [this](const std::string& before) {
-    stop();
     std::ofstream(log()) << before;
     start("-d 600 -i 0");
     eventually([&] {
@@ -303,10 +302,8 @@ TEST_F(DaemonTest, appendsToAValidFileAndStartsAnyOtherAfresh) {
   EXPECT_EQ(contentAfterAStart(valid.substr(0, valid.size() - 1)).substr(0, valid.size() + 140),
             valid + header)
       << "the last line gets the newline that it lacks";
-  for (const char* token : {"\r\n", " 0\n", "\n\n"}) {
-    EXPECT_EQ(contentAfterAStart(valid.substr(0, valid.size() - 1) + token).substr(0, 147),
-              header + " 12:00:");
-  }
+  EXPECT_EQ(contentAfterAStart(valid + "\n").substr(0, 147), header + " 12:00:");
+  EXPECT_EQ(content(log().string() + ".invalid"), valid + "\n");
 }
 
 TEST_F(RestlessDaemonTest, writesAFilePerDay) {
