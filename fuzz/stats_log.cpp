@@ -99,9 +99,11 @@ void fuzz::examine(std::string_view input) {
   if (valid) checkPlayback(workspace);
 
   StatsLog log(workspace.directory, "");
-  expect(log.open(kDate, StatsLog::Existing::appendIfValid), "a file can be taken over");
+  expect(log.open(kDate, StatsLog::Existing::appendIfValid) == FileOpening::opened,
+         "a file can be taken over");
+  expect(std::filesystem::remove(workspace.file + ".invalid") != valid, "others are set aside");
   if (!valid) content.clear();
-  expect(workspace.content() == content, "a file is kept when it is valid, and emptied when not");
+  expect(workspace.content() == content, "a file is kept when it is valid, and begun anew if not");
   expect(log.write(kRecord), "a record can be added");
   if (!content.empty() && !content.ends_with('\n')) content += '\n';
   expect(workspace.content() == content + std::string(kRecord), "a record stands in its own line");

@@ -1,18 +1,16 @@
 #include "daemon/daemon.h"
 
 #include "daemon/device_list.h"
-#include "daemon/pid_file.h"
+#include "daemon/instance.h"
 #include "daemon/sampling.h"
-#include "device/session.h"
 #include "device/time.h"
 
 #include <fmt/format.h>
 
 #include <array>
 #include <cstdlib>
-#include <iostream>
+#include <ostream>
 
-#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -39,57 +37,23 @@ bool makeDirectory(const std::string& directory, std::ostream& out) {
   return false;
 }
 
-// Ends this process as a daemon that has not come to run; what it said comes out.
-[[noreturn]] void endAtOnce(int status) {
-  std::cout.flush();
-  _exit(status);
-}
-
-[[noreturn]] void leaveToTheOther(const PidFile& pidFile, bool terminate) {
-  const std::string content = pidFile.read();
-  if (content.empty()) endAtOnce(1);
-  if (!terminate) {
-    std::cout << fmt::format("Daemon already running with pid {}\n", pidText(content));
-  } else if (const auto pid = pidToSignal(content)) {
-    kill(*pid, SIGKILL);
+const char* complaint(CycleEnd end) {
+  switch (end) {
+    case CycleEnd::notCreated:
+      return "Failed to create";
+    case CycleEnd::inUse:
+      return "Another daemon writes";
+    default:
+      return "Failed to write";
   }
-  endAtOnce(0);
 }
 
-// Goes on in a child that is the one daemon; every other process ends in here.
-PidFile becomeDaemon(bool terminate) {
-  std::cout.flush();
-  // The library's connection to the driver belongs to the process that opened it, so the child
-  // opens its own.
-  closeSession();
-  if (fork() != 0) _exit(0);
-  setsid();
-  PidFile pidFile;
-  if (!pidFile.isOpen()) endAtOnce(1);
-  switch (pidFile.lock()) {
-    case PidFile::Lock::heldByAnother:
-      leaveToTheOther(pidFile, terminate);
-    case PidFile::Lock::failed:
-      endAtOnce(1);
-    case PidFile::Lock::taken:
-      break;
-  }
-  if (terminate) endAtOnce(0);
-  if (!pidFile.writePid(getpid())) endAtOnce(1);
-  openSession(0);
-  if (chdir("/") != 0) endAtOnce(1);
-  umask(0);
-  return pidFile;
-}
-
-int sampleForever(const DaemonPlan& plan) {
+int sampleForever(const DaemonPlan& plan, std::ostream& out) {
   Sampling sampling(StatsLog(plan.directory, plan.suffix), plan.selection);
   for (;;) {
     const CycleEnd end = sampling.runCycle(currentTime().tv_sec);
     if (end != CycleEnd::written) {
-      std::cout << fmt::format("Failed to {} the log file {}\n",
-                               end == CycleEnd::notCreated ? "create" : "write",
-                               sampling.log().fileName());
+      out << complaint(end) << " the log file " << sampling.log().fileName() << "\n";
       return -1;
     }
     sleep(plan.delaySeconds);
@@ -118,8 +82,9 @@ std::optional<DaemonPlan> planDaemon(const DaemonOptions& options, std::ostream&
 int runDaemon(const DaemonOptions& options, std::ostream& out) {
   const auto plan = planDaemon(options, out);
   if (!plan) return -1;
-  const PidFile pidFile = becomeDaemon(plan->terminate);
-  return sampleForever(*plan);
+  if (plan->terminate) endDaemon();
+  const PidFile pidFile = becomeDaemon();
+  return sampleForever(*plan, out);
 }
 
 }  // namespace zanctl

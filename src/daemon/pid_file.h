@@ -20,11 +20,20 @@ class PidFile {
 
   [[nodiscard]] bool isOpen() const { return file_.isOpen(); }
 
-  enum class Lock { taken, heldByAnother, failed };
+  enum class Lock {
+    taken,
+    heldByAnother,  // a daemon
+    heldByReader,   // a process that may only read the file, which could not be replaced
+    failed,
+  };
 
-  // Tries, without waiting, to take the lock. It is held until the file is closed or the process
-  // ends, and not passed on by fork.
+  // Tries to take the lock, without waiting for a daemon. It is held until the file is closed or
+  // the process ends, and not passed on by fork.
   [[nodiscard]] Lock lock();
+
+  // The daemon that holds the lock, or 0 or -1 where it is not in this process's pid namespace;
+  // empty where none does.
+  [[nodiscard]] std::optional<pid_t> holder() const;
 
   // Replaces the content; false when that fails.
   [[nodiscard]] bool writePid(pid_t pid);
@@ -33,6 +42,8 @@ class PidFile {
   [[nodiscard]] std::string read() const;
 
  private:
+  [[nodiscard]] bool replace();
+
   Descriptor file_;
 };
 

@@ -1,6 +1,7 @@
 // The daily file that the daemon writes.
 #pragma once
 
+#include "daemon/sole_writer.h"
 #include "device/descriptor.h"
 
 #include <string>
@@ -15,15 +16,15 @@ class StatsLog {
   // What to do with a file of that day that is there already.
   enum class Existing {
     append,
-    appendIfValid,  // one that is not valid is emptied
+    appendIfValid,  // one that is not valid is set aside
   };
 
-  // Switches to the file of the day, "YYYY-MM-DD", and creates it where there is none. False when
-  // it cannot be opened, or cannot be read to tell whether it is valid, or is no regular file; a
-  // symbolic link is not followed.
-  [[nodiscard]] bool open(std::string_view date, Existing existing);
+  // Switches to the file of the day, "YYYY-MM-DD", and creates it where there is none. Refused is
+  // what openToWriteAlone refuses, and a file that cannot be read or set aside.
+  [[nodiscard]] FileOpening open(std::string_view date, Existing existing);
 
-  // Appends whole lines in one go, or nothing of them where that fails: false then.
+  // Appends whole lines in one go, or nothing of them where that fails or another process writes
+  // the file: false then.
   [[nodiscard]] bool write(std::string_view lines);
 
   // Whether the file still stands under its name.
@@ -34,6 +35,8 @@ class StatsLog {
   [[nodiscard]] const std::string& fileName() const { return fileName_; }
 
  private:
+  [[nodiscard]] FileOpening settleContent();
+
   std::string directory_;
   std::string suffix_;
   std::string date_;

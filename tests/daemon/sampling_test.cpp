@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <set>
 
 #include <unistd.h>
 
@@ -71,6 +72,19 @@ TEST_F(SamplingTest, changesTheFileWithTheDateAlsoWhenTheClockIsSetBack) {
   EXPECT_EQ(content("2026-03-08"), header + record("00:00:00", 0) + header + record("00:00:01", 0));
 }
 
+TEST_F(SamplingTest, writesNoSecondOf60) {
+  ASSERT_TRUE(fs::exists("/usr/share/zoneinfo/right/UTC")) << "the package tzdata is needed";
+  setenv("TZ", "right/UTC", 1);
+  tzset();
+  Sampling daemon = sampling({0});
+  constexpr std::time_t kLeapSecond = 1483228826;  // 31 December 2016, 23:59:60
+  for (std::time_t now = kLeapSecond - 1; now <= kLeapSecond + 1; ++now) {
+    ASSERT_EQ(daemon.runCycle(now), CycleEnd::written);
+  }
+  EXPECT_EQ(content("2016-12-31"), header + record("23:59:59", 0) + record("23:59:59", 0));
+  EXPECT_EQ(content("2017-01-01"), header + record("00:00:00", 0));
+}
+
 TEST_F(SamplingTest, asksForABoardsPowerOnceInEveryCycle) {
   static int asked;
   asked = 0;
@@ -91,6 +105,70 @@ TEST_F(SamplingTest, asksForABoardsPowerOnceInEveryCycle) {
   ASSERT_EQ(daemon.runCycle(kNoon), CycleEnd::written);
   EXPECT_EQ(asked, 2);
   EXPECT_NE(content("2026-03-07").find("     0   302    60"), std::string::npos);
+}
+
+// A driver that can be unloaded and loaded again, which sessions from before do not survive.
+struct Driver {
+  bool loaded = false;
+  unsigned int gpus = 2;
+  std::set<unsigned int> lost;
+  bool sessionLives = false;
+  int sessions = 0;
+};
+Driver driver;
+
+TEST_F(SamplingTest, goesOnInAFreshSessionWhereNoGpuTellsAnything) {
+  session() = DeviceSession{};
+  driver = {};
+  library().nvmlInit.bind([] {
+    if (!driver.loaded) return NVML_ERROR_DRIVER_NOT_LOADED;
+    driver.sessionLives = true;
+    ++driver.sessions;
+    return NVML_SUCCESS;
+  });
+  library().nvmlShutdown.bind([] { return NVML_ERROR_UNINITIALIZED; });
+  library().nvmlDeviceGetCount_v2.bind([](unsigned int* count) {
+    *count = driver.gpus;
+    return NVML_SUCCESS;
+  });
+  library().nvmlDeviceGetHandleByIndex_v2.bind([](unsigned int index, nvmlDevice_t* device) {
+    *device = handleOf(index);
+    return NVML_SUCCESS;
+  });
+  library().nvmlDeviceGetTemperature.bind(
+      [](nvmlDevice_t device, nvmlTemperatureSensors_t, unsigned int* temperature) {
+        *temperature = 60 + gpuOf(device);
+        const bool answers = driver.sessionLives && !driver.lost.contains(gpuOf(device));
+        return answers ? NVML_SUCCESS : NVML_ERROR_GPU_IS_LOST;
+      });
+  Sampling daemon = sampling();
+  std::string expected = header;
+  const auto expectCycle = [&](const std::string& lines, int sessions) {
+    ASSERT_EQ(daemon.runCycle(kNoon), CycleEnd::written);
+    expected += lines;
+    EXPECT_EQ(content("2026-03-07"), expected);
+    EXPECT_EQ(driver.sessions, sessions);
+  };
+  const std::string both = record("12:00:00", 0) + record("12:00:00", 1);
+  const auto withoutTemperature = [](std::string line) { return line.replace(21, 6, "     -"); };
+  expectCycle("", 0);
+  driver.loaded = true;
+  driver.gpus = 0;
+  expectCycle("", 1);
+  driver.gpus = 2;
+  expectCycle(both, 2);
+  expectCycle(both, 2);
+  driver.loaded = driver.sessionLives = false;
+  expectCycle("", 2);
+  driver.loaded = true;
+  expectCycle(both, 3);
+  driver.sessionLives = false;
+  expectCycle(both, 4);
+  driver.lost = {0};
+  expectCycle(withoutTemperature(record("12:00:00", 0)) + record("12:00:00", 1), 4);
+  driver.lost = {0, 1};
+  expectCycle(withoutTemperature(record("12:00:00", 0)) + withoutTemperature(record("12:00:00", 1)),
+              5);
 }
 
 TEST(PidFile, signalsOnlyAProcessThatTheContentNamesWhole) {

@@ -6,15 +6,18 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <string>
 
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace zanctl {
@@ -102,18 +105,18 @@ class StatsLogTest : public testing::Test {
   }
   ~StatsLogTest() override { fs::remove_all(directory); }
 
-  [[nodiscard]] std::string content() const {
-    std::ifstream file(name);
+  [[nodiscard]] std::string content(const std::string& ending = "") const {
+    std::ifstream file(name + ending);
     return {std::istreambuf_iterator<char>(file), {}};
   }
   void hold(const std::string& text) const { std::ofstream(name) << text; }
-  bool openLog(StatsLog::Existing existing = StatsLog::Existing::appendIfValid) {
+  FileOpening openLog(StatsLog::Existing existing = StatsLog::Existing::appendIfValid) {
     return log.open("2026-03-07", existing);
   }
   // Whether a file with this content is kept when it is opened.
   bool isKept(const std::string& text) {
     hold(text);
-    EXPECT_TRUE(openLog());
+    EXPECT_EQ(openLog(), FileOpening::opened);
     return content() == text;
   }
 
@@ -122,7 +125,7 @@ class StatsLogTest : public testing::Test {
   StatsLog log;
 };
 
-TEST_F(StatsLogTest, keepsValidFilesAndStartsOthersAfresh) {
+TEST_F(StatsLogTest, keepsValidFilesAndSetsOthersAside) {
   const std::string header = std::string(kStatsHeader1) + "\n" + std::string(kStatsHeader2) + "\n";
   const std::string record = std::string(kRecord) + "\n";
   const std::string padding(LineReader::kLongestLine - std::string_view(kRecord).size(), ' ');
@@ -135,8 +138,13 @@ TEST_F(StatsLogTest, keepsValidFilesAndStartsOthersAfresh) {
   EXPECT_TRUE(isKept(large)) << "lines across the blocks that are read";
   EXPECT_TRUE(isKept(large + kRecord));
 
+  std::ofstream(name + ".invalid.2") << "an older one";
   EXPECT_FALSE(isKept(" " + padding + record)) << "256 characters";
+  EXPECT_EQ(content(), "");
+  EXPECT_EQ(content(".invalid"), " " + padding + record);
   EXPECT_FALSE(isKept(" " + padding + kRecord));
+  EXPECT_EQ(content(".invalid.2"), "an older one");
+  EXPECT_EQ(content(".invalid.3"), " " + padding + kRecord);
   EXPECT_FALSE(isKept(record + "\n"));
   EXPECT_FALSE(isKept(header + kRecord + "\r\n"));
   EXPECT_FALSE(isKept(std::string(kStatsHeader1) + " \n"));
@@ -144,44 +152,93 @@ TEST_F(StatsLogTest, keepsValidFilesAndStartsOthersAfresh) {
   EXPECT_FALSE(isKept(std::string(100'000, '\0')));
   EXPECT_FALSE(isKept(std::string(100'000, ' ')));
   EXPECT_FALSE(isKept(large + " 10:00:00     0   250"));
-  EXPECT_EQ(content(), "");
 }
 
 TEST_F(StatsLogTest, validatesNothingWhereItIsToAppend) {
   hold("no log\n");
-  ASSERT_TRUE(openLog(StatsLog::Existing::append));
+  ASSERT_EQ(openLog(StatsLog::Existing::append), FileOpening::opened);
   ASSERT_TRUE(log.write("a line\n"));
   EXPECT_EQ(content(), "no log\na line\n");
 }
 
 TEST_F(StatsLogTest, beginsANewLineBehindOneWithoutNewline) {
   hold(kRecord);
-  ASSERT_TRUE(openLog());
+  ASSERT_EQ(openLog(), FileOpening::opened);
   ASSERT_TRUE(log.write("1\n"));
   ASSERT_TRUE(log.write("2\n"));
   EXPECT_EQ(content(), std::string(kRecord) + "\n1\n2\n");
 }
 
-TEST_F(StatsLogTest, opensRegularFilesAlone) {
+TEST_F(StatsLogTest, opensItsOwnRegularFilesAlone) {
   std::ofstream(directory + "/target") << "precious\n";
-  fs::create_symlink(directory + "/target", name);
-  EXPECT_FALSE(openLog());
+  const std::function<void()> obstacles[] = {
+      [this] { fs::create_symlink(directory + "/target", name); },
+      [this] { fs::create_symlink(directory + "/missing", name); },
+      [this] { fs::create_hard_link(directory + "/target", name); },
+      [this] { fs::create_directory(name); },
+      [this] { mkfifo(name.c_str(), 0600); },
+  };
+  for (const auto& lay : obstacles) {
+    lay();
+    EXPECT_EQ(openLog(), FileOpening::refused) << &lay - obstacles;
+    fs::remove(name);
+  }
   EXPECT_EQ(fs::file_size(directory + "/target"), 9U);
-  fs::remove(name);
-  fs::create_symlink(directory + "/missing", name);
-  EXPECT_FALSE(openLog());
   EXPECT_FALSE(fs::exists(directory + "/missing"));
-  fs::remove(name);
-  fs::create_directory(name);
-  EXPECT_FALSE(openLog());
-  fs::remove(name);
-  ASSERT_EQ(mkfifo(name.c_str(), 0600), 0);
-  EXPECT_FALSE(openLog());
-  EXPECT_FALSE(StatsLog(directory, "a/b").open("2026-03-07", StatsLog::Existing::append));
+  hold("");
+  const bool isGivenAway = chown(name.c_str(), 1000, 1000) == 0;
+  EXPECT_EQ(openLog(), isGivenAway ? FileOpening::refused : FileOpening::opened);
+  EXPECT_EQ(StatsLog(directory, "a/b").open("2026-03-07", StatsLog::Existing::append),
+            FileOpening::refused);
+}
+
+TEST_F(StatsLogTest, hasOneWriterWhomNoReaderHinders) {
+  StatsLog other(directory, "");
+  const auto openOther = [&other] {
+    return other.open("2026-03-07", StatsLog::Existing::appendIfValid);
+  };
+  ASSERT_EQ(openLog(), FileOpening::opened);
+  EXPECT_EQ(openOther(), FileOpening::inUse);
+  hold("no log\n");
+  EXPECT_EQ(openOther(), FileOpening::inUse) << "nor is the file set aside";
+  hold("");
+
+  log = StatsLog(directory, "");
+  const Descriptor reader(open(name.c_str(), O_RDONLY));
+  struct flock lock {};
+  lock.l_type = F_RDLCK;
+  ASSERT_EQ(fcntl(reader.number(), F_OFD_SETLK, &lock), 0);
+  ASSERT_EQ(openLog(), FileOpening::opened);
+  ASSERT_EQ(openOther(), FileOpening::opened);
+  lock.l_type = F_UNLCK;
+  ASSERT_EQ(fcntl(reader.number(), F_OFD_SETLK, &lock), 0);
+  EXPECT_TRUE(other.write("1\n"));
+  EXPECT_FALSE(log.write("2\n"));
+  EXPECT_EQ(content(), "1\n");
+}
+
+TEST_F(StatsLogTest, isNotDisturbedByLinesOfSomebodyElse) {
+  constexpr int kLines = 2000;
+  ASSERT_EQ(openLog(), FileOpening::opened);
+  const pid_t other = fork();
+  if (other == 0) {
+    const Descriptor file(open(name.c_str(), O_WRONLY | O_APPEND));
+    for (int i = 0; i < kLines; ++i) {
+      if (write(file.number(), "2\n", 2) != 2) _exit(1);
+    }
+    _exit(0);
+  }
+  for (int i = 0; i < kLines; ++i) ASSERT_TRUE(log.write("1\n"));
+  int status = 1;
+  waitpid(other, &status, 0);
+  EXPECT_EQ(status, 0);
+  const std::string text = content();
+  EXPECT_EQ(std::count(text.begin(), text.end(), '1'), kLines);
+  EXPECT_EQ(std::count(text.begin(), text.end(), '2'), kLines);
 }
 
 TEST_F(StatsLogTest, leavesNoPartOfALineOnAFullDisk) {
-  ASSERT_TRUE(openLog());
+  ASSERT_EQ(openLog(), FileOpening::opened);
   ASSERT_TRUE(log.write("whole\n"));
   const auto previousHandler = std::signal(SIGXFSZ, SIG_IGN);
   rlimit before{};

@@ -13,6 +13,7 @@
 #include <random>
 #include <sstream>
 #include <string_view>
+#include <vector>
 
 #include <fcntl.h>
 #include <regex.h>
@@ -105,11 +106,13 @@ class DaemonTest : public testing::Test {
   Outcome run(const std::string& arguments) {
     return host.runScript("ulimit -t 60; exec zanctl daemon " + arguments);
   }
-  // Starts a daemon and waits until it runs.
+  // Starts a daemon, which runs when its start has returned.
   void start(const std::string& arguments) {
     const Outcome run = this->run(arguments);
     EXPECT_EQ(run.status, 0) << run.out << run.err;
-    ASSERT_TRUE(eventually([this] { return daemonPid() && sizeOf(pidFile()) > 0; }));
+    const auto pid = daemonPid();
+    ASSERT_TRUE(pid) << run.out;
+    EXPECT_EQ(content(pidFile()), std::to_string(*pid) + '\0');
   }
   void stop() {
     if (const auto pid = daemonPid()) kill(*pid, SIGKILL);
@@ -128,7 +131,6 @@ TEST_F(DaemonTest, runsInTheBackgroundOnceAndUntilItIsTerminated) {
   ASSERT_TRUE(eventually([this] { return sizeOf(log()) >= 280; }));
   const auto pid = daemonPid();
   ASSERT_TRUE(pid);
-  EXPECT_EQ(content(pidFile()), std::to_string(*pid) + '\0');
   EXPECT_EQ(getsid(*pid), *pid);
   EXPECT_EQ(fs::read_symlink(fmt::format("/proc/{}/cwd", *pid)), "/");
   EXPECT_NE(content(fmt::format("/proc/{}/status", *pid)).find("Umask:\t0000"), std::string::npos);
@@ -139,14 +141,15 @@ TEST_F(DaemonTest, runsInTheBackgroundOnceAndUntilItIsTerminated) {
   EXPECT_EQ(content(log()).substr(219, 13), "     3     - ");
 
   const std::string message = fmt::format("Daemon already running with pid {}\n", *pid);
-  EXPECT_EQ(run("-d 1").status, 0);
-  EXPECT_EQ(outputInTheEnd(message.size()), message);
+  EXPECT_EQ(run("-d 1").out, message);
   EXPECT_EQ(daemonPid(), pid);
-
-  const Outcome end = run("-t");
-  EXPECT_EQ(end.status, 0);
-  EXPECT_EQ(end.out, "");
-  EXPECT_TRUE(eventually([this] { return !daemonPid(); }));
+  for (int round = 0; round < 10; ++round) {
+    const Outcome end = run("-t");
+    EXPECT_EQ(end.status, 0);
+    EXPECT_EQ(end.out, "");
+    EXPECT_FALSE(daemonPid()) << "it is gone when the command returns";
+    start("-d 600 -i 0");
+  }
   EXPECT_TRUE(isValidLog(content(log())));
 }
 
@@ -165,64 +168,79 @@ class RestlessDaemonTest : public DaemonTest {
   RestlessDaemonTest() { host.useClock(Clock::standing); }
 };
 
-// With the lock held by this test the content of the pid file is ours to choose.
+// With the lock held by another process the content of the pid file is ours to choose.
 class HeldLockTest : public DaemonTest {
  protected:
-  HeldLockTest() : file_(open(pidFile().c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600)) {
-    struct flock lock {};
-    lock.l_type = F_WRLCK;
-    // Of the open file, since that of the process ends with any descriptor of the file.
-    EXPECT_EQ(fcntl(file_, F_OFD_SETLK, &lock), 0);
+  HeldLockTest() : file_(open(pidFile().c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644)) {}
+  ~HeldLockTest() override {
+    for (const pid_t holder : holders_) {
+      kill(holder, SIGKILL);
+      waitpid(holder, nullptr, 0);
+    }
+    close(file_);
   }
-  ~HeldLockTest() override { close(file_); }
 
+  // Starts a process that holds a lock of this type, or none.
+  pid_t startHolder(short type) {
+    const pid_t holder = fork();
+    if (holder == 0) {
+      struct flock lock {};
+      lock.l_type = type;
+      fcntl(file_, F_SETLK, &lock);
+      kill(getpid(), SIGSTOP);
+      _exit(0);
+    }
+    holders_.push_back(holder);
+    waitpid(holder, nullptr, WUNTRACED);
+    return holder;
+  }
+  bool survivesATermination(pid_t process, const std::string& text) {
+    hold(text);
+    EXPECT_EQ(run("-t").out, "") << text;
+    return waitpid(process, nullptr, WNOHANG) == 0;
+  }
   void hold(const std::string& text) const {
     EXPECT_EQ(ftruncate(file_, 0), 0);
     EXPECT_EQ(pwrite(file_, text.data(), text.size(), 0), static_cast<ssize_t>(text.size()));
   }
-  // Waits for the process in the background as well; a pipe ends with the last that holds it.
-  Outcome runToTheEnd(const std::string& arguments) {
-    return host.runScript("ulimit -t 60; zanctl daemon " + arguments + " | timeout 20 cat");
-  }
 
  private:
   int file_;
+  std::vector<pid_t> holders_;
 };
 
 TEST_F(HeldLockTest, printsTheTextOfThePidFile) {
   using namespace std::string_literals;
+  startHolder(F_WRLCK);
   const std::map<std::string, std::string> messages{
       {"", ""},
       {"4711\0"s, "Daemon already running with pid 4711\n"},
-      {"\0"s, "Daemon already running with pid \n"},
       {"a text of more than sixteen characters",
        "Daemon already running with pid a text of more t\n"}};
   for (const auto& [text, message] : messages) {
     hold(text);
-    EXPECT_EQ(runToTheEnd("").out, message) << text;
+    EXPECT_EQ(run("").out, message) << text;
     EXPECT_EQ(content(pidFile()), text);
   }
 }
 
-TEST_F(HeldLockTest, signalsTheProcessThatIsNamedWholeAndNoOther) {
-  const pid_t victim = fork();
-  if (victim == 0) {
-    pause();
-    _exit(0);
-  }
-  const std::string pid = std::to_string(victim);
-  const std::string padded = std::string(17 - pid.size(), '0') + pid;
-  for (const std::string& text : {std::string("0"), std::string("-1"), "-" + pid, pid + "x",
-                                  "x" + pid, padded, std::string("99999999999")}) {
-    hold(text);
-    EXPECT_EQ(runToTheEnd("-t").out, "") << text;
-    EXPECT_EQ(waitpid(victim, nullptr, WNOHANG), 0) << text;
-  }
-  hold(pid + '\0');
-  runToTheEnd("-t");
-  int status = 0;
-  EXPECT_EQ(waitpid(victim, &status, 0), victim);
-  EXPECT_EQ(WTERMSIG(status), SIGKILL);
+TEST_F(HeldLockTest, signalsTheDaemonThatIsNamedWholeAndNothingElse) {
+  const pid_t daemon = startHolder(F_WRLCK);
+  const pid_t other = startHolder(F_UNLCK);
+  const std::string pid = std::to_string(daemon);
+  EXPECT_TRUE(survivesATermination(daemon, pid + "x"));
+  EXPECT_TRUE(survivesATermination(daemon, "-" + pid));
+  EXPECT_TRUE(survivesATermination(other, std::to_string(other)));
+  survivesATermination(daemon, pid + '\0');
+  EXPECT_FALSE(daemonPid());
+}
+
+TEST_F(HeldLockTest, takesAReaderForNobodysDaemon) {
+  const pid_t reader = startHolder(F_RDLCK);
+  EXPECT_TRUE(survivesATermination(reader, std::to_string(reader)));
+  start("-d 600");
+  EXPECT_EQ(fs::status(pidFile()).permissions(), fs::perms{0644});
+  EXPECT_EQ(std::distance(fs::directory_iterator(pidFile().parent_path()), {}), 1);
 }
 
 TEST_F(DaemonTest, settlesTheDirectoryAsThePlatformResolvesIt) {
@@ -251,7 +269,7 @@ TEST_F(RestlessDaemonTest, endsWhenItsFileVanishes) {
 TEST_F(RestlessDaemonTest, gathersADayInOneFileThroughKillsAtRandomMoments) {
   std::random_device random;
   std::size_t size = 0;
-  for (int round = 0; round < 100; ++round) {
+  for (int round = 0; round < 20; ++round) {
     start("-d 1");
     usleep(static_cast<useconds_t>(random() % 8000));
     stop();
@@ -263,12 +281,11 @@ TEST_F(RestlessDaemonTest, gathersADayInOneFileThroughKillsAtRandomMoments) {
   for (const fs::directory_entry& file : fs::directory_iterator(logs())) {
     EXPECT_TRUE(isValidLog(content(file.path()))) << file.path();
   }
-  EXPECT_GT(size, 10'000U);
+  EXPECT_GT(size, 2'000U);
 }
 
-TEST_F(DaemonTest, appendsToAValidFileAndStartsAnyOtherAfresh) {
+TEST_F(DaemonTest, appendsToAValidFileAndSetsAnyOtherAside) {
   const auto contentAfterAStart = [this](const std::string& before) {
-    stop();
     std::ofstream(log()) << before;
     start("-d 600 -i 0");
     eventually([&] {
@@ -285,10 +302,8 @@ TEST_F(DaemonTest, appendsToAValidFileAndStartsAnyOtherAfresh) {
   EXPECT_EQ(contentAfterAStart(valid.substr(0, valid.size() - 1)).substr(0, valid.size() + 140),
             valid + header)
       << "the last line gets the newline that it lacks";
-  for (const char* token : {"\r\n", " 0\n", "\n\n"}) {
-    EXPECT_EQ(contentAfterAStart(valid.substr(0, valid.size() - 1) + token).substr(0, 147),
-              header + " 12:00:");
-  }
+  EXPECT_EQ(contentAfterAStart(valid + "\n").substr(0, 147), header + " 12:00:");
+  EXPECT_EQ(content(log().string() + ".invalid"), valid + "\n");
 }
 
 TEST_F(RestlessDaemonTest, writesAFilePerDay) {
