@@ -153,7 +153,7 @@ void completeNodes(Host& host) {
   }
   constexpr unsigned kUsualCpus = 16;
   if (host.cpus == 0) host.cpus = listed == 0 ? kUsualCpus : listed;
-  if (listed != 0) return;
+  if (listed != 0 || host.numaNodes.empty()) return;
   // Without a word about them the CPUs are dealt evenly.
   const auto nodes = static_cast<unsigned>(host.numaNodes.size());
   for (unsigned cpu = 0; cpu < host.cpus; ++cpu) {
