@@ -5,7 +5,7 @@ import subprocess
 import sys
 import tempfile
 
-PROPERTIES = "index,pci.bus_id,memory.used,utilization.gpu,temperature.gpu"
+PROPERTIES = ["index", "pci.bus_id", "memory.used", "utilization.gpu", "temperature.gpu"]
 
 
 def value(text):
@@ -16,11 +16,12 @@ def value(text):
 
 # The file gets the values alone; all else that zanctl says is for standard error.
 with tempfile.NamedTemporaryFile("r") as values:
-    query = ["zanctl", f"--query-gpu={PROPERTIES}", "--format=csv,noheader,nounits"]
+    query = ["zanctl", "--query-gpu", ",".join(PROPERTIES), "--format=csv,noheader,nounits"]
     if subprocess.run([*query, "-f", values.name], stdout=sys.stderr).returncode != 0:
         sys.exit("gpus.py: zanctl failed")
-    lines = open(values.name).read().splitlines()
+    lines = values.readlines()
 if not lines:
     sys.exit("gpus.py: no GPU answers")
 for line in lines:
-    print(json.dumps(dict(zip(PROPERTIES.split(","), map(value, line.split(", ")), strict=True))))
+    texts = line.rstrip("\n").split(", ")
+    print(json.dumps(dict(zip(PROPERTIES, map(value, texts), strict=True))))

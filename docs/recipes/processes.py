@@ -14,7 +14,7 @@ with tempfile.NamedTemporaryFile() as report:
     if subprocess.run(["zanctl", "-q", "-x", "-f", report.name], stdout=sys.stderr).returncode != 0:
         sys.exit("processes.py: zanctl failed")
     escaped = subprocess.run([Path(__file__).with_name("escape-texts")], check=True,
-                             stdin=open(report.name), stdout=subprocess.PIPE).stdout
+                             stdin=report, stdout=subprocess.PIPE).stdout
 
 silent = 0
 gpus = ElementTree.fromstring(escaped).findall("gpu")
