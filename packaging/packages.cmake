@@ -8,6 +8,8 @@ set(CPACK_PACKAGE_CONTACT "zanctl developers <zanctl@example.invalid>")
 set(CPACK_PACKAGING_INSTALL_PREFIX ${CMAKE_INSTALL_PREFIX})
 set(CPACK_STRIP_FILES ON)
 set(CPACK_PACKAGE_RELOCATABLE OFF)
+# What is installed into /etc is staged like everything else.
+set(CPACK_SET_DESTDIR ON)
 # Each package has a summary of its own, in front of its description.
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
 
@@ -37,7 +39,7 @@ Recommends: zanctl
 %endif")
 # The directories that belong to others.
 set(CPACK_RPM_EXCLUDE_FROM_AUTO_FILELIST_ADDITION "")
-foreach(directory ${ZANCTL_UNITDIR} ${ZANCTL_TMPFILESDIR} ${CMAKE_INSTALL_MANDIR}/man1
+foreach(directory ${ZANCTL_UNITDIR} ${CMAKE_INSTALL_MANDIR}/man1
     ${CMAKE_INSTALL_MANDIR}/man5 ${CMAKE_INSTALL_LIBDIR}
     ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
     ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions ${CMAKE_INSTALL_DATADIR}/zsh/site-functions
@@ -47,6 +49,8 @@ foreach(directory ${ZANCTL_UNITDIR} ${ZANCTL_TMPFILESDIR} ${CMAKE_INSTALL_MANDIR
     get_filename_component(directory "${directory}" DIRECTORY)
   endwhile()
 endforeach()
+list(APPEND CPACK_RPM_EXCLUDE_FROM_AUTO_FILELIST_ADDITION
+  ${CMAKE_INSTALL_FULL_SYSCONFDIR} ${CMAKE_INSTALL_FULL_SYSCONFDIR}/default)
 list(REMOVE_DUPLICATES CPACK_RPM_EXCLUDE_FROM_AUTO_FILELIST_ADDITION)
 
 # describe_package(<component> <section> <group> <summary> <description>)
@@ -73,8 +77,9 @@ which comes with the driver.")
 set(CPACK_DEBIAN_ZANCTL_PACKAGE_SUGGESTS zanctl-sim)
 set(scripts ${CMAKE_CURRENT_SOURCE_DIR}/deb)
 set(CPACK_DEBIAN_ZANCTL_PACKAGE_CONTROL_EXTRA
-  ${scripts}/postinst ${scripts}/prerm ${scripts}/postrm)
+  ${scripts}/conffiles ${scripts}/postinst ${scripts}/prerm ${scripts}/postrm)
 set(scripts ${CMAKE_CURRENT_SOURCE_DIR}/rpm)
+set(CPACK_RPM_zanctl_USER_FILELIST "%config(noreplace) ${CMAKE_INSTALL_FULL_SYSCONFDIR}/default/zanctl")
 set(CPACK_RPM_zanctl_POST_INSTALL_SCRIPT_FILE ${scripts}/post)
 set(CPACK_RPM_zanctl_PRE_UNINSTALL_SCRIPT_FILE ${scripts}/preun)
 set(CPACK_RPM_zanctl_POST_UNINSTALL_SCRIPT_FILE ${scripts}/postun)

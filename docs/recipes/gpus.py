@@ -1,13 +1,11 @@
 #!/usr/bin/env python3
-"""Prints the GPUs as JSON; what cannot be read is null."""
+"""Prints the GPUs as JSON, a line each; what cannot be read is null."""
 import json
 import subprocess
+import sys
+import tempfile
 
-PROPERTIES = "index,pci.bus_id,memory.used,utilization.gpu,temperature.gpu"
-
-output = subprocess.run(
-    ["zanctl", f"--query-gpu={PROPERTIES}", "--format=csv,noheader,nounits"],
-    check=True, capture_output=True, text=True).stdout
+PROPERTIES = ["index", "pci.bus_id", "memory.used", "utilization.gpu", "temperature.gpu"]
 
 
 def value(text):
@@ -16,5 +14,14 @@ def value(text):
     return int(text) if text.isdigit() else text
 
 
-for line in output.splitlines():
-    print(json.dumps(dict(zip(PROPERTIES.split(","), map(value, line.split(", "))))))
+# The file gets the values alone; all else that zanctl says is for standard error.
+with tempfile.NamedTemporaryFile("r") as values:
+    query = ["zanctl", "--query-gpu", ",".join(PROPERTIES), "--format=csv,noheader,nounits"]
+    if subprocess.run([*query, "-f", values.name], stdout=sys.stderr).returncode != 0:
+        sys.exit("gpus.py: zanctl failed")
+    lines = values.readlines()
+if not lines:
+    sys.exit("gpus.py: no GPU answers")
+for line in lines:
+    texts = line.rstrip("\n").split(", ")
+    print(json.dumps(dict(zip(PROPERTIES, map(value, texts), strict=True))))
