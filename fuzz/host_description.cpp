@@ -91,7 +91,7 @@ void checkHost(const Host& read) {
     expect(std::all_of(process.gpus.begin(), process.gpus.end(),
                        [&host](unsigned gpu) { return gpu < host.gpus.size(); }),
            "a process runs on GPUs of the machine");
-    checkNumber(process.memory, 0);
+    if (process.memory.kind != NumberSource::Kind::unset) checkNumber(process.memory, 0);
   }
   for (const Fault& fault : host.faults) {
     expect(fault.operations.any(), "a fault befalls an operation");
