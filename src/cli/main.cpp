@@ -8,6 +8,7 @@
 #include "monitors/statistics.h"
 
 #include <iostream>
+#include <new>
 #include <span>
 #include <string_view>
 
@@ -73,10 +74,12 @@ int run(std::span<const char* const> argv) {
 int main(int argc, char** argv) {
   zanctl::occupyStandardStreams();
   std::ios::sync_with_stdio(false);
-  const int status = zanctl::run({argv, static_cast<std::size_t>(argc)});
-  if (!std::cout.flush()) {
+  try {
+    const int status = zanctl::run({argv, static_cast<std::size_t>(argc)});
+    if (std::cout.flush()) return status;
     std::cerr << "zanctl: standard output could not be written\n";
-    return -1;
+  } catch (const std::bad_alloc&) {
+    std::cerr << "zanctl: there is not enough memory\n";
   }
-  return status;
+  return -1;
 }

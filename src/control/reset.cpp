@@ -1,8 +1,11 @@
 #include "control/reset.h"
 
 #include "control/device_walk.h"
+#include "control/reset_marker.h"
 #include "device/controller.h"
 
+#include <algorithm>
+#include <array>
 #include <ostream>
 #include <string_view>
 
@@ -24,10 +27,14 @@ extern "C" void refuseTermination(int /*signal*/) {
   [[maybe_unused]] const ssize_t written = write(STDOUT_FILENO, kNotice.data(), kNotice.size());
 }
 
-// A reset cut short leaves the cards unusable and the marker set.
+// A reset cut short leaves the cards unusable, so whatever can be sent is refused or ignored. The
+// signals of a crash keep their meaning.
 void makeUninterruptible() {
+  constexpr std::array kKept = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGTRAP, SIGSYS, SIGCHLD};
+  for (int number = 1; number <= SIGRTMAX; ++number) {
+    if (std::find(kKept.begin(), kKept.end(), number) == kKept.end()) signal(number, SIG_IGN);
+  }
   for (const int refused : {SIGQUIT, SIGINT, SIGTERM}) signal(refused, refuseTermination);
-  for (const int ignored : {SIGTSTP, SIGHUP, SIGPIPE}) signal(ignored, SIG_IGN);
 }
 
 DeviceAction resetAction() {
@@ -53,19 +60,15 @@ int resetGpus(const ResetOptions& options, std::ostream& out) {
     return -1;
   }
   makeUninterruptible();
-  const std::int32_t status = controller().getResetStatus().value_or(-1);
-  if (status == -1 || status == 1) {
+  auto marker = ResetMarker::take();
+  if (!marker) {
     out << kConcurrent;
     return -1;
   }
-  controller().setResetStatus(1);
   const DeviceAction action = resetAction();
   WalkCounts counts;
-  if (!walkDevices(options.selection, action, counts, out)) {
-    controller().setResetStatus(0);
-    return -1;
-  }
-  controller().restartAndClearResetStatus(0);
+  if (!walkDevices(options.selection, action, counts, out)) return -1;
+  marker->releaseWithRestart();
   return reportCounts(counts, action, out);
 }
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "device/session.h"
+#include "device/text.h"
 
 #include <array>
 #include <optional>
@@ -25,7 +26,7 @@ std::optional<std::string> readText(
     const Operation<nvmlReturn_t(nvmlDevice_t, char*, unsigned int)>& operation) {
   std::array<char, size> text{};
   if (callOnCurrentDevice(operation, text.data(), size) != NVML_SUCCESS) return std::nullopt;
-  return std::string(text.data(), strnlen(text.data(), size));
+  return cleanText({text.data(), strnlen(text.data(), size)});
 }
 
 }  // namespace zanctl

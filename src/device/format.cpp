@@ -1,5 +1,7 @@
 #include "device/format.h"
 
+#include "device/text.h"
+
 #include <algorithm>
 #include <array>
 #include <bit>
@@ -17,7 +19,7 @@ std::string withUnit(std::int32_t value, std::string_view unit) {
 }  // namespace
 
 std::string fmtText(std::string_view text, std::size_t width) {
-  text = text.substr(0, width);
+  text = beginOf(text, width);
   std::string field(width, ' ');
   text.copy(field.data(), text.size());
   return field;

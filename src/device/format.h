@@ -1,5 +1,5 @@
-// Fixed-width text of values: left-aligned, and padded with blanks or cut to exactly `width`
-// characters. -1, which all ones become, reads as "N/A" where it says so.
+// Fixed-width text of values: left-aligned, and padded with blanks or cut, between characters, to
+// exactly `width` bytes. -1, which all ones become, reads as "N/A" where it says so.
 #pragma once
 
 #include "zanml/zanml.h"

@@ -1,13 +1,16 @@
 #include "device/process.h"
 
 #include "device/descriptor.h"
+#include "device/text.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string_view>
+#include <utility>
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -44,56 +47,38 @@ bool isPrintable(std::uint32_t codePoint) {
   return utf8 != nullptr && iswprint_l(codePoint, utf8) != 0;
 }
 
-// Bytes of the UTF-8 sequence that this byte begins; 0 for one that begins none.
-std::size_t sequenceLength(unsigned char lead) {
-  if (lead >= 0xC2 && lead <= 0xDF) return 2;
-  if (lead >= 0xE0 && lead <= 0xEF) return 3;
-  return lead >= 0xF0 && lead <= 0xF4 ? 4 : 0;
+// The process listing looks for control characters from the lead byte of one character to that of
+// the next. Where there is none it gives up on UTF-8: from there on control characters show as "."
+// and all beyond ASCII as "?".
+void markControls(std::string& text) {
+  std::size_t begin = 0;
+  while (begin < text.size()) {
+    const std::size_t length = sequenceLength(static_cast<unsigned char>(text[begin]));
+    if (length == 0 || begin + length > text.size()) break;
+    if (length == 1 && !isPlain(text[begin])) text[begin] = '?';
+    begin += length;
+  }
+  for (char& c : std::span(text).subspan(std::min(begin, text.size()))) {
+    if (!isPlain(c)) c = static_cast<unsigned char>(c) < 0x80 ? '.' : '?';
+  }
 }
 
-// Appends what shows of the multi-byte sequence that the text begins with and tells its bytes;
-// 0 when it begins with none.
-std::size_t appendSequence(std::string_view text, std::string& shown) {
-  constexpr std::array<std::uint32_t, 5> kFirstOfLength = {0, 0, 0x80, 0x800, 0x10000};
-  const auto lead = static_cast<unsigned char>(text[0]);
-  const std::size_t length = sequenceLength(lead);
-  if (length == 0) return 0;
-  std::uint32_t codePoint = lead & (0x7FU >> length);
-  std::size_t taken = 1;
-  for (; taken < std::min(length, text.size()); ++taken) {
-    const auto next = static_cast<unsigned char>(text[taken]);
-    if ((next & 0xC0U) != 0x80U) break;
-    codePoint = codePoint << 6U | (next & 0x3FU);
-  }
-  const bool surrogate = codePoint >= 0xD800 && codePoint <= 0xDFFF;
-  if (taken < length || codePoint < kFirstOfLength[length] || surrogate) {
-    shown.append(taken, '?');
-  } else if (isPrintable(codePoint)) {
-    shown.append(text.substr(0, length));
-  } else {
-    shown.push_back('?');
-  }
-  return taken;
-}
-
-// What would not print shows as "?". Behind a byte that begins no character the process listing
-// gives up on UTF-8 and marks control characters with ".".
-std::string printable(std::string_view text) {
-  if (std::all_of(text.begin(), text.end(), isPlain)) return std::string(text);
+// What would not print shows as "?", as in the process listing, and so does what would turn the
+// direction of the text around.
+std::string printable(std::string text) {
+  if (std::all_of(text.begin(), text.end(), isPlain)) return text;
+  markControls(text);
   std::string shown;
-  char controlMark = '?';
-  while (!text.empty()) {
-    const char c = text[0];
-    const bool ascii = static_cast<unsigned char>(c) < 0x80;
-    std::size_t taken = 1;
-    if (ascii) {
-      shown.push_back(isPlain(c) ? c : controlMark);
-    } else if (controlMark == '.' || (taken = appendSequence(text, shown)) == 0) {
-      shown.push_back('?');
-      controlMark = '.';
-      taken = 1;
+  for (std::string_view rest = text; !rest.empty();) {
+    const auto [codePoint, length, valid] = firstCharacter(rest);
+    if (!valid) {
+      shown.append(length, '?');
+    } else if (isPrintable(codePoint) && !isBidirectionalOverride(codePoint)) {
+      shown += rest.substr(0, length);
+    } else {
+      shown += '?';
     }
-    text.remove_prefix(taken);
+    rest.remove_prefix(length);
   }
   return shown;
 }
@@ -103,7 +88,7 @@ std::string bracketedName(std::string_view status) {
   const std::size_t open = status.find('(');
   const std::size_t close = status.rfind(')');
   if (open == std::string_view::npos || close == std::string_view::npos) return {};
-  const std::string name = printable(status.substr(open + 1, close - open - 1));
+  const std::string name = printable(std::string(status.substr(open + 1, close - open - 1)));
   const bool zombie = status.substr(close).starts_with(") Z");
   return fmt::format("[{}]{}", name, zombie ? " <defunct>" : "");
 }
@@ -138,7 +123,7 @@ std::string processName(std::uint32_t pid) {
   if (commandLine->empty()) return "?";
   std::replace_if(
       commandLine->begin(), commandLine->end(), [](char c) { return c == '\0' || c == '\n'; }, ' ');
-  return printable(*commandLine);
+  return printable(std::move(*commandLine));
 }
 
 }  // namespace zanctl

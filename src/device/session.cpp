@@ -1,5 +1,7 @@
 #include "device/session.h"
 
+#include "device/text.h"
+
 #include <fmt/format.h>
 
 #include <array>
@@ -19,7 +21,7 @@ void fetchVersion(std::string& cache,
   if (cache != "N/A") return;
   std::array<char, kVersionSize> text{};
   if (operation(text.data(), kVersionSize) != NVML_SUCCESS) return;
-  cache.assign(text.data(), strnlen(text.data(), text.size()));
+  cache = cleanText({text.data(), strnlen(text.data(), text.size())});
 }
 
 void enumerateDevices(DeviceSession& opened, std::uint32_t countOverride) {

@@ -36,9 +36,9 @@ timeval currentTime() {
 std::string calendarTime(std::time_t time) {
   const std::tm local = localTime(time);
   std::array<char, 64> text{};
-  std::string line = asctime_r(&local, text.data());
-  line.pop_back();
-  return line;
+  // asctime_r() refuses years of more than four digits.
+  const std::size_t size = strftime(text.data(), text.size(), "%a %b %e %H:%M:%S %Y", &local);
+  return {text.data(), size};
 }
 
 std::string timestampLine(std::time_t time) {

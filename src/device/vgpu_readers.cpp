@@ -21,7 +21,7 @@ template <unsigned int size, typename TextCall>
 std::string textOf(const TextCall& call) {
   std::array<char, size> text{};
   if (call(text.data(), size) != NVML_SUCCESS) return kUnavailableText;
-  return {text.data(), strnlen(text.data(), size)};
+  return cleanText({text.data(), strnlen(text.data(), size)});
 }
 
 std::string instanceText(
@@ -190,7 +190,7 @@ std::vector<VgpuProcessSample> readVgpuProcessSamples() {
     records.push_back(
         {sample.vgpuInstance,
          sample.pid,
-         std::string(sample.processName, strnlen(sample.processName, sizeof sample.processName)),
+         cleanText({sample.processName, strnlen(sample.processName, sizeof sample.processName)}),
          {sample.smUtil, sample.memUtil, sample.encUtil, sample.decUtil}});
   }
   return records;

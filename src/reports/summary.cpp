@@ -4,6 +4,7 @@
 #include "device/format.h"
 #include "device/readers.h"
 #include "device/session.h"
+#include "device/text.h"
 #include "device/time.h"
 #include "output/pass_loop.h"
 #include "output/text.h"
@@ -124,7 +125,7 @@ std::string processNameColumn(std::string_view name) {
   const std::size_t pathLength = name.find(' ');
   const std::string_view path = name.substr(0, pathLength);
   if (path.size() > kWidth) {
-    return "..." + fmtText(path.substr(path.size() - kTailLength), kCutWidth);
+    return "..." + fmtText(endOf(path, kTailLength), kCutWidth);
   }
   if (path.size() >= kCutWidth - 1) return fmtText(path, kWidth);
   return fmtText(name, kCutWidth) + "...";

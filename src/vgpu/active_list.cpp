@@ -1,5 +1,6 @@
 #include "device/format.h"
 #include "device/records.h"
+#include "device/text.h"
 #include "device/time.h"
 #include "output/text.h"
 #include "vgpu/views.h"
@@ -23,7 +24,7 @@ std::string percent(std::uint32_t value) { return fmtPercent(static_cast<std::in
 
 // The library's own text of the bus id.
 std::string busIdOf(const nvmlPciInfo_t& pci) {
-  const std::string text(pci.busId, strnlen(pci.busId, sizeof pci.busId));
+  const std::string text = cleanText({pci.busId, strnlen(pci.busId, sizeof pci.busId)});
   return text.empty() ? kUnavailableText : text;
 }
 

@@ -1,5 +1,6 @@
 #include "device/format.h"
 
+#include "device/text.h"
 #include "device/time.h"
 
 #include <gtest/gtest.h>
@@ -36,6 +37,22 @@ TEST(FixedWidth, namesComputeModes) {
   EXPECT_EQ(fmtComputeMode(0xFFFFFFFF, 4), "N/A ");
 }
 
+TEST(Text, steersNoTerminal) {
+  EXPECT_EQ(cleanText("Zanthe <K&V> \u00e9\u20ac\U0001F600"),
+            "Zanthe <K&V> \u00e9\u20ac\U0001F600");
+  EXPECT_EQ(cleanText("\x1b]52;\x07\n\t\x7f\u0085|"), "?]52;?????|");
+  EXPECT_EQ(cleanText("\u202e\u2066\u2069\u200b"), "???\u200b");
+  EXPECT_EQ(cleanText("\xff|\xc3|\xe2\x82|\xed\xa0\x80|\xc0\xaf|\xf4\x90\x80\x80"),
+            "?|?|??|???|??|????");
+}
+
+TEST(Text, isCutBetweenCharacters) {
+  EXPECT_EQ(fmtText("ab\u20ac", 4), "ab  ");
+  EXPECT_EQ(fmtText("ab\u20ac", 5), "ab\u20ac");
+  EXPECT_EQ(endOf("\u20acab", 4), "ab");
+  EXPECT_EQ(endOf("\u20acab", 9), "\u20acab");
+}
+
 TEST(BusId, isUpperCaseHexadecimalWithFunctionZero) {
   nvmlPciInfo_t pci{};
   pci.domain = 0x1a;
@@ -51,6 +68,9 @@ TEST(Time, stampsAreLocalAndFixedWidth) {
   EXPECT_EQ(dateStamp(kMarch), "20260307");
   EXPECT_EQ(timeStamp(kMarch), "00:04:05");
   EXPECT_EQ(timestampLine(kMarch), "Timestamp    Sat Mar  7 00:04:05 2026\n");
+  constexpr std::time_t kFarAway = 253'402'300'800;  // the year 10000
+  EXPECT_EQ(calendarTime(kFarAway), "Sat Jan  1 00:00:00 10000");
+  EXPECT_EQ(dateTimeStamp(kFarAway), "10000-01-01 00:00:00");
 }
 
 TEST(Time, doesNotSleepWhenTheIntervalHasPassedOrTheClockWasSetBack) {
