@@ -79,13 +79,11 @@ void readFaults(const Node& node, Host& host) {
 void readLost(const Node& node, Host& host) {
   readList(node, "a list of lost GPUs", [&](const Node& element) {
     readObject(element, [&](Members& members) {
-      Fault fault;
+      Fault fault = lossOf({});
       if (!members.read("gpu", readIndices, "GPU", host.gpus.size(), fault.gpus)) {
         element.complain("a lost GPU is named by \"gpu\"");
       }
       readSpan(members, fault);
-      fault.operations.set();
-      fault.code = NVML_ERROR_GPU_IS_LOST;
       // A GPU that is lost fails whatever else its faults say, so it is looked at first.
       host.faults.insert(host.faults.begin(), std::move(fault));
     });

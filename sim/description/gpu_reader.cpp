@@ -9,9 +9,6 @@ namespace zansim {
 
 namespace {
 
-// Longer texts than the library's buffers take are {"raw": TEXT}.
-constexpr std::size_t kLongestText = 255;
-
 // Calls `numbers(row, source)` or `texts(row, source)` for each attribute of a group; that of the
 // attributes without one is empty.
 template <typename Numbers, typename Texts>

@@ -42,9 +42,9 @@ struct ProcessEntry {
   unsigned count = 1;       // so many alike; process ids count up from `pid`
   unsigned pid = 0;         // of Kind::pid
   std::vector<std::string> arguments;
-  NumberSource memory;         // bytes
-  std::vector<unsigned> gpus;  // the GPUs that list it
-  std::uint64_t key = 0;       // the same for the same entry in an edited description
+  NumberSource memory = NumberSource::constant(0);  // bytes
+  std::vector<unsigned> gpus;                       // the GPUs that list it
+  std::uint64_t key = 0;  // the same for the same entry in an edited description
 };
 
 struct VgpuType {
@@ -121,7 +121,16 @@ struct Fault {
   Time latency = 0;
   unsigned grow = 0;  // entries that appear between asking a list's size and asking for the list
   bool keepsGrowing = false;  // instead, every call needs so many more than the one before
+  bool isLoss = false;        // of GPUs that are off the bus
 };
+
+// Every call on the GPUs fails as on those that are off the bus.
+inline Fault lossOf(std::vector<unsigned> gpus) {
+  return {.operations = OperationSet().set(),
+          .gpus = std::move(gpus),
+          .code = NVML_ERROR_GPU_IS_LOST,
+          .isLoss = true};
+}
 
 enum class DriverNodes : std::uint8_t { present, missing, unreadable };
 

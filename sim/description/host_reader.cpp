@@ -78,7 +78,8 @@ void readMachine(const Node& node, Members& members, Host& host) {
   members.read("library_version", readTextSource, kLongestVersion, host.libraryVersion);
   members.read("cuda_version", readNumberSource, NumberRule{.max = 1'000'000}, host.cudaVersion);
   members.read("cpus", readUnsigned, 1U, 8192U, host.cpus);
-  if (!members.read("numa_nodes", readNumaNodes, host.numaNodes)) host.numaNodes.resize(1);
+  members.read("numa_nodes", readNumaNodes, host.numaNodes);
+  if (host.numaNodes.empty()) host.numaNodes.resize(1);
   members.read("seed", readInteger, 0U, kForever, host.seed);
   members.read("uptime", readSeconds, 0, kMostSeconds, host.uptime);
   members.read("driver_nodes", readDriverNodes, host.driverNodes);

@@ -1,5 +1,6 @@
 #include "description/signal.h"
 
+#include <algorithm>
 #include <cmath>
 #include <numbers>
 
@@ -72,9 +73,14 @@ double Signal::knot(Time index, unsigned owner) const {
   return min + (max - min) * (kWalkDrift * drift + (1 - kWalkDrift) * jitter);
 }
 
-double Signal::valueAt(Time now, unsigned owner) const {
+double Signal::valueAt(Time now, unsigned owner, Time origin) const {
+  if (after < 0) return valueIn(locate(now + shift(owner), cycle()).within, owner);
+  const Time since = std::max<Time>(0, now - origin - after) + std::max<Time>(0, phase);
+  return valueIn(once ? std::min(since, cycle() - 1) : since % cycle(), owner);
+}
+
+double Signal::valueIn(Time position, unsigned owner) const {
   const Time length = cycle();
-  const Time position = locate(now + shift(owner), length).within;
   const double turn = asDouble(position) / asDouble(length);
   const Time step = position / period;
   switch (shape) {
@@ -117,10 +123,23 @@ double Signal::integralInCycle(Time position, unsigned owner) const {
   return sum * asDouble(period) + (knot(steps, owner) + here) / 2 * rest;
 }
 
-double Signal::integral(Time from, Time to, unsigned owner) const {
+double Signal::integral(Time from, Time to, unsigned owner, Time origin) const {
+  if (after < 0) return integralOfCycles(from + shift(owner), to + shift(owner), owner);
+  // Before, during and behind the cycles.
+  const Time ahead = std::max<Time>(0, phase);
+  const Time begin = origin + after;
+  const Time end = once ? begin + std::max<Time>(0, cycle() - ahead) : std::max(begin, to);
+  const Time first = std::clamp(begin, from, to);
+  const Time last = std::clamp(end, first, to);
+  return valueAt(begin, owner, origin) * asDouble(first - from) +
+         integralOfCycles(first - begin + ahead, last - begin + ahead, owner) +
+         valueAt(end, owner, origin) * asDouble(to - last);
+}
+
+double Signal::integralOfCycles(Time from, Time to, unsigned owner) const {
   const Time length = cycle();
-  const Position begin = locate(from + shift(owner), length);
-  const Position end = locate(to + shift(owner), length);
+  const Position begin = locate(from, length);
+  const Position end = locate(to, length);
   // Whole cycles are counted as integers: the difference of two large integrals would lose the
   // last few hundred nanoseconds.
   return asDouble(end.cycles - begin.cycles) * integralInCycle(length, owner) +

@@ -23,17 +23,24 @@ struct Signal {
   Time phase = -1;
   std::uint64_t seed = 0;
   std::vector<double> values;  // of steps, repeated for ever
+  // Nanoseconds after the machine's start at which the cycle begins; until then the signal keeps
+  // its first value. Negative: it has run since long before.
+  Time after = -1;
+  bool once = false;  // keeps its last value after one cycle
 
-  // `owner` tells apart the GPUs (or engines) that share one description.
-  double valueAt(Time now, unsigned owner) const;
+  // `owner` tells apart the GPUs (or engines) that share one description; the machine started at
+  // `origin`.
+  double valueAt(Time now, unsigned owner, Time origin = 0) const;
 
   // The integral from `from` to `to`, in units of the value times nanoseconds; never decreases
   // with `to` while the signal is not negative.
-  double integral(Time from, Time to, unsigned owner) const;
+  double integral(Time from, Time to, unsigned owner, Time origin = 0) const;
 
  private:
   Time cycle() const;
   Time shift(unsigned owner) const;
+  double valueIn(Time position, unsigned owner) const;
+  double integralOfCycles(Time from, Time to, unsigned owner) const;
   double knot(Time index, unsigned owner) const;
   double integralInCycle(Time position, unsigned owner) const;
 };

@@ -25,10 +25,10 @@ struct NumberSource {
   static NumberSource failing(nvmlReturn_t code) { return {.kind = Kind::fails, .code = code}; }
 
   // Meaningless for a failing source.
-  std::uint64_t at(Time now, unsigned owner) const;
+  std::uint64_t at(Time now, unsigned owner, Time origin = 0) const;
 
   // The integral since `from`, in units of the value times nanoseconds.
-  double integral(Time from, Time to, unsigned owner) const;
+  double integral(Time from, Time to, unsigned owner, Time origin = 0) const;
 };
 
 // One text of one GPU, vGPU or of the system.

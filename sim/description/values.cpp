@@ -146,6 +146,10 @@ void readSignal(const Node& node, const NumberRule& rule, NumberSource& source) 
     members.read("period", readSeconds, 0.001, 1e6, signal.period);
     members.read("phase", readSeconds, 0, kMostSeconds, signal.phase);
     members.read("seed", readInteger, 0U, kAll64, signal.seed);
+    members.read("after", readSeconds, 0, kMostSeconds, signal.after);
+    members.read("once", readBool, signal.once);
+    // What happens once begins with the machine.
+    if (signal.once) signal.after = std::max<Time>(0, signal.after);
     const bool isSteps = signal.shape == Signal::Shape::steps;
     if (isSteps != hasValues || isSteps == hasMin || isSteps == hasMax) {
       node.complain(isSteps ? "a \"steps\" signal has \"values\", and neither \"min\" nor \"max\""

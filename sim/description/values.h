@@ -21,6 +21,9 @@ void readNumberSource(const Node& node, const NumberRule& rule, NumberSource& so
 // `longest` bytes long.
 void readTextSource(const Node& node, std::size_t longest, TextSource& source);
 
+// Of the texts of a GPU. Longer ones than the library's buffers take are {"raw": TEXT}.
+constexpr std::size_t kLongestText = 255;
+
 // "unavailable" or {"fails": CODE}: what an attribute or a group of them may be instead of having
 // a value. Empty when the value is neither; one that is a wrong {"fails"} complains and answers
 // NVML_ERROR_UNKNOWN.

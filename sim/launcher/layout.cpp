@@ -43,7 +43,7 @@ std::vector<std::string> hostNames(const Layout& layout) {
 std::string findHost(const Layout& layout, const std::string& nameOrFile) {
   const bool isFile = nameOrFile.find('/') != std::string::npos ||
                       nameOrFile.ends_with(kHostSuffix) || fs::is_regular_file(nameOrFile);
-  if (isFile) return fs::absolute(nameOrFile);
+  if (isFile) return nameOrFile;
   const fs::path host = fs::path(layout.hosts) / (nameOrFile + std::string(kHostSuffix));
   if (fs::exists(host)) return host;
   const std::vector<std::string> names = hostNames(layout);

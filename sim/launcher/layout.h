@@ -19,7 +19,8 @@ struct Layout {
 Layout findLayout();
 
 // The file that "--host" means: the name of a description that comes with the simulator, or a
-// file. Throws std::runtime_error with a helpful text when it is neither.
+// file, which is answered as it is. Throws std::runtime_error with a helpful text when it is
+// neither.
 std::string findHost(const Layout& layout, const std::string& nameOrFile);
 
 // Ascending.

@@ -1,5 +1,6 @@
 // zansim: runs a command on a simulated machine.
 #include "description/host_reader.h"
+#include "description/settings.h"
 #include "launcher/child.h"
 #include "launcher/exit_status.h"
 #include "launcher/layout.h"
@@ -135,7 +136,7 @@ std::vector<std::string> userShell(const Options& options) {
 }
 
 int runOnMachine(const Options& options, const Layout& layout) {
-  const std::string file = findHost(layout, options.host);
+  const std::string file = std::filesystem::absolute(findHost(layout, options.host));
   const HostReading reading = readHostFile(file);
   if (!reading.host) {
     printProblems(stderr, reading);
@@ -158,16 +159,31 @@ int runOnMachine(const Options& options, const Layout& layout) {
 }
 
 int showState(const Options& options) {
-  fmt::print("{}", describeState(SharedState(options.state)));
+  fmt::print("{}", describeState(options.state));
+  return 0;
+}
+
+int setValues(const Options& options) {
+  // Whatever the machine has, a setting can be checked but for the number of its GPUs.
+  Host any;
+  any.gpus.resize(kMaxGpus);
+  for (const std::string& setting : options.settings) {
+    if (setting.ends_with('=')) continue;
+    const std::string problem = applySetting(setting, any);
+    if (!problem.empty()) throw std::runtime_error(fmt::format("{}: {}", setting, problem));
+  }
+  const SharedState running(options.state);
+  StateDirectory(options.state, running->origin).addSettings(options.settings);
   return 0;
 }
 
 int run(const Options& options) {
   const Layout layout = findLayout();
-  if (options.check) return checkDescription(*options.check);
+  if (options.check) return checkDescription(findHost(layout, *options.check));
   if (options.list) return listHosts(layout);
   if (options.example) return printExample(layout);
   if (options.showState) return showState(options);
+  if (!options.settings.empty()) return setValues(options);
   return runOnMachine(options, layout);
 }
 

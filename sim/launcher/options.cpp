@@ -67,12 +67,18 @@ void addOptions(CLI::App& app, Options& options) {
                "Let time stand still but for waiting: a sleep of the command returns at once and "
                "moves its clock. A command that repeats for ever then never pauses");
   app.add_option("--check", options.check, "Only check a description, and print what is wrong")
-      ->type_name("FILE");
+      ->type_name("NAME|FILE");
   app.add_flag("--list", options.list, "Only list the machines that come with zansim");
   app.add_flag("--example", options.example,
                "Only print a description that uses every key, with comments, to begin one from");
   app.add_flag("--show-state", options.showState,
                "Only print what the commands on the machine of --state have changed");
+  app.add_option(
+         "--set", options.settings,
+         "Only set a value of the machine of --state, such as gpu0.temperature=95, which the "
+         "programs on it see at once; gpu0.lost=false finds a lost GPU again")
+      ->type_name("VALUE")
+      ->allow_extra_args(false);
 }
 
 }  // namespace
@@ -111,13 +117,24 @@ ParsedOptions parseOptions(int argc, char** argv) {
   addOptions(app, options);
   try {
     app.parse(own, argv);
+  } catch (const CLI::ExtrasError& error) {
+    const std::vector<std::string> extras = app.remaining();
+    if (extras.front().starts_with('-')) {
+      app.exit(error);
+    } else {
+      std::cerr << "zansim: a command stands behind \"--\": zansim [OPTIONS] -- "
+                << CLI::detail::join(extras, " ") << "\n";
+    }
+    parsed.exitStatus = kLauncherFailed;
+    return parsed;
   } catch (const CLI::ParseError& error) {
     const int status = app.exit(error);
     parsed.exitStatus = status == 0 ? 0 : kLauncherFailed;
     return parsed;
   }
-  if (options.showState && options.state.empty()) {
-    std::cerr << "zansim: --show-state needs --state\nRun with --help for more information.\n";
+  if ((options.showState || !options.settings.empty()) && options.state.empty()) {
+    std::cerr << "zansim: " << (options.showState ? "--show-state" : "--set")
+              << " needs --state\nRun with --help for more information.\n";
     parsed.exitStatus = kLauncherFailed;
   }
   return parsed;

@@ -20,6 +20,7 @@ struct Options {
   bool list = false;
   bool example = false;
   bool showState = false;
+  std::vector<std::string> settings;
   std::vector<std::string> command;  // empty: the user's shell
 };
 

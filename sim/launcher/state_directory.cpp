@@ -1,10 +1,13 @@
 #include "launcher/state_directory.h"
 
+#include "description/settings.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <iterator>
 #include <set>
 
@@ -115,6 +118,11 @@ void writeFile(int directory, const std::string& path, const std::string& name,
   }
 }
 
+std::string settingsIn(const std::string& directory) {
+  std::ifstream file(directory + "/" + kSettingsFileName);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
 bool isDeviceName(const std::string& name) {
   constexpr std::array kPatterns{"full", "null", "tty", "zero", "zanthectl", "zanthe[0-9]*"};
   return std::any_of(kPatterns.begin(), kPatterns.end(),
@@ -171,6 +179,12 @@ void StateDirectory::writeProcessTable(const std::string& table) const {
   writeFile(directory_.number(), path_, processTableName(), table);
 }
 
+void StateDirectory::addSettings(const std::vector<std::string>& settings) const {
+  std::string lines = settingsIn(path_);
+  for (const std::string& setting : settings) lines = addSetting(lines, setting);
+  writeFile(directory_.number(), path_, kSettingsFileName, lines);
+}
+
 void StateDirectory::furnish(const Host& host) const {
   const int state = directory_.number();
   openOwn(state, path_, "run");
@@ -183,7 +197,8 @@ void StateDirectory::furnish(const Host& host) const {
   if (!temporary_) flock(state, LOCK_UN);
 }
 
-std::string describeState(const SharedState& state) {
+std::string describeState(const std::string& directory) {
+  const SharedState state(directory);
   std::string text = fmt::format("resets {}\n", state->resetCount.load());
   for (unsigned gpu = 0; gpu < kStateGpus; ++gpu) {
     const GpuState& changed = state->gpus[gpu];
@@ -194,6 +209,7 @@ std::string describeState(const SharedState& state) {
     if (mask != 0) fmt::format_to(std::back_inserter(text), " ce_mask {:#x}", mask & ~kCeMaskIsSet);
     text += '\n';
   }
+  for (const std::string& line : linesOf(settingsIn(directory))) text += "set " + line + "\n";
   return text;
 }
 

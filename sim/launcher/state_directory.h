@@ -8,6 +8,7 @@
 #include "machine/shared_state.h"
 
 #include <string>
+#include <vector>
 
 namespace zansim {
 
@@ -27,6 +28,9 @@ class StateDirectory {
   std::string processTable() const { return path_ + "/" + processTableName(); }
   void writeProcessTable(const std::string& table) const;
 
+  // Adds lines like "gpu0.temperature=95" to those that the programs on the machine heed.
+  void addSettings(const std::vector<std::string>& settings) const;
+
   // Lays out the device nodes, the directories and the NUMA nodes of a machine.
   void furnish(const Host& host) const;
 
@@ -38,7 +42,8 @@ class StateDirectory {
   Descriptor directory_;
 };
 
-// What "--show-state" prints: a line per GPU that any command has changed.
-std::string describeState(const SharedState& state);
+// What "--show-state" prints of a directory: a line per GPU that any command has changed, and what
+// has been set.
+std::string describeState(const std::string& directory);
 
 }  // namespace zansim

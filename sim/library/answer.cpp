@@ -38,7 +38,7 @@ nvmlReturn_t readSource(const NumberSource& source, unsigned owner, unsigned lon
       value = source.value;
       return NVML_SUCCESS;
     case NumberSource::Kind::signal:
-      value = source.at(wallNow(), owner);
+      value = source.at(wallNow(), owner, Session::ofProcess().state()->origin);
       return NVML_SUCCESS;
     default:
       return source.code;

@@ -77,12 +77,13 @@ nvmlReturn_t zanmlDeviceGetJpuUtilization(nvmlDevice_t device, zanmlJpuUtilizati
     if (utilization == nullptr) return NVML_ERROR_INVALID_ARGUMENT;
     if (jpu.code != NVML_SUCCESS) return jpu.code;
     const Time now = wallNow();
-    const Time loaded = call.session.state()->origin - call.host().uptime;
+    const Time origin = call.session.state()->origin;
+    const Time loaded = origin - call.host().uptime;
     zanmlJpuUtilization_t filled = {};
     filled.count = static_cast<unsigned int>(jpu.busy.size());
     for (unsigned i = 0; i < jpu.busy.size(); ++i) {
       const double percentTime =
-          jpu.busy[i].integral(loaded, now, call.index * kZanmlMaxEngines + i);
+          jpu.busy[i].integral(loaded, now, call.index * kZanmlMaxEngines + i, origin);
       filled.busyTime[i] = static_cast<unsigned long long>(std::max(0.0, percentTime / 100));
     }
     *utilization = filled;

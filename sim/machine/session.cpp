@@ -1,11 +1,13 @@
 #include "machine/session.h"
 
 #include "description/host_reader.h"
+#include "description/settings.h"
 
 #include <bit>
 #include <cstdint>
 #include <cstdlib>
 #include <exception>
+#include <fstream>
 #include <utility>
 
 #include <sys/stat.h>
@@ -72,10 +74,13 @@ Session& Session::ofProcess() {
 }
 
 void Session::restartOfProcess() {
-  slot() = std::make_unique<Session>(Paths{.host = environment(kHostVariable),
-                                           .state = environment(kStateVariable),
-                                           .processes = environment(kProcessesVariable),
-                                           .trace = environment(kTraceVariable)});
+  const std::string state = environment(kStateVariable);
+  slot() = std::make_unique<Session>(
+      Paths{.host = environment(kHostVariable),
+            .state = state,
+            .processes = environment(kProcessesVariable),
+            .settings = state.empty() ? "" : state + "/" + kSettingsFileName,
+            .trace = environment(kTraceVariable)});
 }
 
 Session::FileMark Session::markOf(const std::string& path) {
@@ -97,6 +102,8 @@ bool Session::load() {
     complain(reading.problems.front());
     return false;
   }
+  std::ifstream settings(paths_.settings);
+  for (std::string line; std::getline(settings, line);) applySetting(line, *reading.host);
   machine_ =
       std::make_unique<const Machine>(std::move(*reading.host), readProcessTable(paths_.processes));
   return true;
@@ -109,11 +116,14 @@ void Session::refresh(bool force) {
   lookedAt_ = now;
   const FileMark host = markOf(paths_.host);
   const FileMark processes = markOf(paths_.processes);
-  const bool changed = host != hostMark_ || processes != processesMark_;
+  const FileMark settings = markOf(paths_.settings);
+  const bool changed =
+      host != hostMark_ || processes != processesMark_ || settings != settingsMark_;
   if (!changed && machine_ != nullptr) return;
   // Marked before it is read: a file that changes meanwhile is read again.
   hostMark_ = host;
   processesMark_ = processes;
+  settingsMark_ = settings;
   load();
 }
 

@@ -31,6 +31,7 @@ class Session {
     std::string host;       // the description
     std::string state;      // the state directory; empty: the state is this process's own
     std::string processes;  // the process table; empty: there are no processes
+    std::string settings;   // values that have been set; there may be none
     std::string trace;      // empty: calls are not traced
   };
 
@@ -81,6 +82,7 @@ class Session {
   std::unique_ptr<const Machine> machine_;
   FileMark hostMark_;
   FileMark processesMark_;
+  FileMark settingsMark_;
   Time lookedAt_ = 0;
   CallCounts calls_;
   unsigned opened_ = 0;

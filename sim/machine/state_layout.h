@@ -13,6 +13,7 @@ constexpr std::uint64_t kStateMagic = 0x3130455441545a53;  // "SZTATE01"
 constexpr unsigned kStateGpus = 1024;
 constexpr char kStateFileName[] = "machine";
 constexpr char kStateDraftName[] = "machine.new";
+constexpr char kSettingsFileName[] = "settings";
 
 struct GpuState {
   std::atomic<std::int32_t> resetStatus;

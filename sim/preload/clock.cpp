@@ -13,6 +13,7 @@
 #include <ctime>
 
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/mman.h>
 #include <sys/syscall.h>
 #include <sys/time.h>
@@ -94,8 +95,29 @@ int readClock(clockid_t clock, timespec* time) {
   return result;
 }
 
+// A program that waits so often in no time would fill a disk before anybody noticed.
+constexpr std::int64_t kMostWaits = 2'000'000;
+constexpr std::int64_t kEndOfTime = 9'215'000'000 * kSecond;  // a few days into 2262
+
+void endWhatNobodyLimits() {
+  static const char kMessage[] =
+      "zansim: a program has waited two million times, or to the end of the year 2261, on the "
+      "virtual "
+      "clock; limit how often it repeats\n";
+  static bool said = false;
+  if (!said) {
+    [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, kMessage, sizeof kMessage - 1);
+    said = true;
+    kill(getpid(), SIGTERM);
+  } else {
+    kill(getpid(), SIGKILL);
+  }
+}
+
 // Moves the virtual clock to a time, unless another sleeper has taken it further.
 void wakeAt(std::int64_t time) {
+  static std::atomic<std::int64_t> waits = 0;
+  if (++waits > kMostWaits || time > kEndOfTime) return endWhatNobodyLimits();
   std::atomic<std::int64_t>& now = *machineClock().now;
   std::int64_t seen = now.load();
   while (seen < time && !now.compare_exchange_weak(seen, time)) {
@@ -104,7 +126,11 @@ void wakeAt(std::int64_t time) {
 
 bool isVirtual() { return machineClock().mode == Mode::simulated; }
 
-void sleepVirtually(std::int64_t duration) { wakeAt(machineClock().now->load() + duration); }
+void sleepVirtually(std::int64_t duration) {
+  std::int64_t end = 0;
+  const bool isPast = __builtin_add_overflow(machineClock().now->load(), duration, &end);
+  wakeAt(isPast ? INT64_MAX : end);
+}
 
 // Longer than this is as good as for ever, and beyond what the clock can show.
 constexpr std::int64_t kLongestSleep = 3'000'000'000;
@@ -152,7 +178,7 @@ ZANSIM_STAND_IN(int, clock_nanosleep,
   ZANSIM_NEXT(int, clock_nanosleep, (clockid_t, int, const timespec*, timespec*));
   const bool absolute = (flags & TIMER_ABSTIME) != 0;
   if (isVirtual() && isDuration(time)) {
-    wakeAt(nanoseconds(*time) + (absolute ? 0 : machineClock().now->load()));
+    absolute ? wakeAt(nanoseconds(*time)) : sleepVirtually(nanoseconds(*time));
     return 0;
   }
   timespec shifted = *time;

@@ -79,5 +79,30 @@ TEST(Signal, FollowsItsPhase) {
   EXPECT_NEAR(sine.valueAt(3 * kSecond, 0), 20, 1e-9);
 }
 
+TEST(Signal, MayBeginWithTheMachineAndHappenOnce) {
+  constexpr Time kOrigin = kAnyTime;
+  Signal hot{.shape = Signal::Shape::steps,
+             .period = 5 * kSecond,
+             .values = {40, 95},
+             .after = 0,
+             .once = true};
+  const auto value = [&](Time age) { return hot.valueAt(kOrigin + age, 3, kOrigin); };
+  EXPECT_EQ(value(-kSecond), 40);
+  EXPECT_EQ(value(5 * kSecond - 1), 40);
+  EXPECT_EQ(value(5 * kSecond), 95);
+  EXPECT_EQ(value(1000 * kSecond), 95);
+  const auto integral = [&](Time from, Time to) {
+    return hot.integral(kOrigin + from, kOrigin + to, 3, kOrigin) / kSecond;
+  };
+  EXPECT_DOUBLE_EQ(integral(-10 * kSecond, 20 * kSecond), 15 * 40 + 15 * 95);
+  EXPECT_DOUBLE_EQ(integral(12 * kSecond, 20 * kSecond), 8 * 95);
+  hot.once = false;
+  hot.after = 100 * kSecond;
+  EXPECT_EQ(value(50 * kSecond), 40);
+  EXPECT_EQ(value(106 * kSecond), 95);
+  EXPECT_EQ(value(111 * kSecond), 40);
+  EXPECT_DOUBLE_EQ(integral(0, 120 * kSecond), 110 * 40 + 10 * 95);
+}
+
 }  // namespace
 }  // namespace zansim

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""zansim as people run it: zansim_test.py PROGRAMS MANUALS [TEST...]"""
+"""zansim as people run it: zansim_test.py PROGRAMS SOURCES [TEST...]"""
 import glob
 import json
 import os
@@ -12,7 +12,9 @@ import tempfile
 import time
 import unittest
 
-PROGRAMS, MANUALS = sys.argv[1:3]
+PROGRAMS, SOURCES = sys.argv[1:3]
+MANUALS = os.path.join(SOURCES, "man")
+COMPLETIONS = os.path.join(SOURCES, "packaging/completions")
 ZANSIM = os.path.join(PROGRAMS, "zansim")
 PIDS = "zanctl --query-compute-apps=pid,used_memory --format=csv,noheader"
 
@@ -98,6 +100,8 @@ class Launcher(ZansimTest):
                  "--start-time: the machine's clock shows the years 1970 to 2261, not 2300\n"),
                 (["--state", "/dev/null/x", "--", "true"], "zansim: "),
                 (["--show-state"], "zansim: --show-state needs --state\n"),
+                (["--uid", "0", "zanctl", "-L"],
+                 'zansim: a command stands behind "--": zansim [OPTIONS] -- zanctl -L\n'),
                 (["--frobnicate"], "The following argument was not expected: --frobnicate\n")]:
             status, output = self.zansim(*arguments)
             self.assertEqual((status, output[:len(message)]), (125, message))
@@ -261,6 +265,48 @@ class State(ZansimTest):
                          ["dev", "log", "machine", "node_online", "run"])
 
 
+class Settings(ZansimTest):
+    """Values that are set while the machine runs."""
+
+    def set(self, *settings, status=0):
+        options = [word for setting in settings for word in ("--set", setting)]
+        got, output = self.zansim(*self.keeps_state(), *options)
+        self.assertEqual(got, status, output)
+        return output
+
+    def test_running_programs_see_what_is_set(self):
+        query = "zanctl -i 1 --query-gpu=temperature.gpu,name --format=csv,noheader,nounits"
+        run = self.start(f"while {query}; do :; done", *self.keeps_state())
+        self.assertEqual(run.stdout.readline(), "38, Zanthe KV100\n")
+        self.set("gpu1.temperature=95", "gpu1.name=Hot one")
+        self.assertTrue(wait_until(lambda: run.stdout.readline() == "95, Hot one\n"))
+        self.set("gpu1.temperature=", 'gpu1.name={"fails": "unknown"}')
+        self.assertTrue(wait_until(lambda: run.stdout.readline() == "38, [N/A]\n"))
+        self.assertEqual(self.zansim("--show-state", *self.keeps_state())[1],
+                         'resets 0\nset gpu1.name={"fails": "unknown"}\n')
+
+    def test_a_lost_gpu_is_found_again(self):
+        self.describe(gpus=[{"count": 2}], lost=[{"gpu": [0, 1]}])
+        gpus = "zanctl --query-gpu=index --format=csv,noheader; true"
+        self.shell("true", *self.keeps_state())
+        self.set("gpu0.lost=false", "gpu1.lost=false")
+        self.assertEqual(self.shell(gpus, *self.keeps_state()), "0\n1\n")
+        self.set("gpu1.lost=true")
+        self.assertNotIn("1", self.shell(gpus, *self.keeps_state()))
+
+    def test_refuses_what_no_machine_could_have(self):
+        self.assertIn("state/machine: No such file", self.set("gpu0.temperature=1", status=125))
+        self.shell("true", *self.keeps_state())
+        for setting, reason in [
+                ("temperature=1", 'expected a setting like "gpu0.temperature=95"'),
+                ("gpu0.temprature=1",
+                 'a GPU has no "temprature" that can be set, did you mean "temperature"?'),
+                ("gpu0.clocks.sm=fast",
+                 'expected a whole number from 0 to 20000, a signal or "unavailable", not "fast"'),
+                ("gpu0.lost=1", "expected true or false, not 1")]:
+            self.assertEqual(self.set(setting, status=125), f"zansim: {setting}: {reason}\n")
+
+
 class Machine(ZansimTest):
     def test_devices_are_those_of_the_machine(self):
         self.assertEqual(self.shell("cd / && ls /dev && [ -c /dev/null ] && [ ! -e dev/zanthe3 ] && "
@@ -292,6 +338,8 @@ class Machine(ZansimTest):
                          "09:59:58.000000000\n09:59:59\n09:59:59.250000000\n2024-03-08\n")
         self.assertEqual(self.shell("date +%F; sleep 86400; date +%F", *clock),
                          "2024-03-08\n2024-03-09\n", "another run finds it where it was left")
+        end = ["--virtual-clock", "--start-time", "2261-12-31 23:00:00"]
+        self.assertIn("limit how often it repeats", self.shell("sleep 1e8; echo on", *end))
         self.describe(gpus=[{}], faults=[{"operation": "nvmlInit", "latency_us": 1500000}])
         self.assertEqual(self.shell("date +%T.%3N; zanctl -L >/dev/null; date +%T.%3N",
                                     "--virtual-clock", "--start-time", "2024-03-07 09:59:58"),
@@ -337,7 +385,7 @@ KINDS = {
 
 
 class Documents(ZansimTest):
-    """What people read says what the program knows."""
+    """What people read, and shells complete, says what the program knows."""
 
     def keys_at(self, machine, *place):
         self.describe(**with_unknown_key(machine, *place))
@@ -378,14 +426,34 @@ class Documents(ZansimTest):
         self.assertEqual(self.shell("zanctl -L | wc -l; ls /dev | grep -c zanthe"), "4\n5\n")
 
     def test_the_manual_knows_every_option(self):
-        options = {("", "-" + name) for name in
+        options = {("", name) for name in
                    re.findall(r"^  (?:-\w,)?-(-[a-z-]+)", self.zansim("--help")[1], re.M)}
-        options = {("", name[1:]) for _, name in options}
         documented = {item for item in self.items("zansim.1", "Fl") if item[1].startswith("-")}
         self.assertGreater(len(options), 9)
         self.assertEqual(options ^ documented, set())
+        for script, form in [("zansim.bash", "-%s"), ("_zansim", "-%s"), ("zansim.fish", "-l %s ")]:
+            with open(os.path.join(COMPLETIONS, script)) as file:
+                text = file.read()
+            for _, name in options:
+                self.assertIn(form % (name if form != "-l %s " else name[1:]), text, script)
+
+    def test_shells_complete_its_command_line(self):
+        environment = os.environ | {"PATH": PROGRAMS + ":" + os.environ["PATH"], "HOME": self.directory}
+        script = os.path.join(COMPLETIONS, "zansim.")
+        for typed, offered in [("zansim --ho", {"--host"}), ("zansim --host one", {"one-gpu"}),
+                               ("zansim --virtual-clock -- printen", {"printenv"})]:
+            words = " ".join(typed.split())
+            bash = f"""source {script}bash; COMP_WORDS=({words}); COMP_CWORD=$((${{#COMP_WORDS[@]}} - 1))
+                _zansim zansim "${{COMP_WORDS[-1]}}" "${{COMP_WORDS[-2]}}"; printf '%s\\n' "${{COMPREPLY[@]}}" """
+            fish = f"source {script}fish; complete -C '{typed}'"
+            for shell, text in ("bash", bash), ("fish", fish):
+                run = subprocess.run([shell, "-c", text], stdout=subprocess.PIPE, text=True, timeout=60,
+                                     cwd=self.directory, env=environment)
+                self.assertEqual({line.split("\t")[0] for line in run.stdout.splitlines()}, offered, shell)
+        subprocess.run(["zsh", "-n", os.path.join(COMPLETIONS, "_zansim")], check=True)
 
     def test_every_shipped_machine_is_good_and_described(self):
+        self.assertRegex(self.zansim("--check", "eight-gpu")[1], "with 8 GPUs\n$")
         status, output = self.zansim("--list")
         self.assertEqual((status, len(output.splitlines())), (0, 5))
         self.assertNotIn("cannot be read", output)
