@@ -30,6 +30,15 @@ Number readShare(
   return percent;
 }
 
+std::optional<Voltage> readVoltage(
+    const Operation<nvmlReturn_t(nvmlDevice_t, unsigned int*, unsigned int*)>& operation) {
+  Voltage voltage{};
+  if (callOnCurrentDevice(operation, &voltage.integerPart, &voltage.fractionPart) != NVML_SUCCESS) {
+    return std::nullopt;
+  }
+  return voltage;
+}
+
 }  // namespace
 
 std::optional<std::string> name() { return readText<64>(library().nvmlDeviceGetName); }
@@ -140,6 +149,24 @@ std::optional<std::uint64_t> violationTime(nvmlPerfPolicyType_t policy) {
 
 std::optional<std::uint64_t> throttleReasons() {
   return readValue<unsigned long long>(library().nvmlDeviceGetCurrentClocksThrottleReasons);
+}
+
+Number boardTemperature() { return readNumber(library().zanmlDeviceGetBoardTemperature); }
+
+std::optional<std::string> firmwareVersion() {
+  return readText<128>(library().zanmlDeviceGetFirmwareVersion);
+}
+
+std::optional<Voltage> gpuVoltage() { return readVoltage(library().zanmlDeviceGetGPUVoltage); }
+std::optional<Voltage> vddVoltage() { return readVoltage(library().zanmlDeviceGetVddVoltage); }
+std::optional<Voltage> memoryVoltage() { return readVoltage(library().zanmlDeviceGetMemVoltage); }
+
+std::optional<zanmlJpuUtilization_t> jpuUtilization() {
+  return readValue<zanmlJpuUtilization_t>(library().zanmlDeviceGetJpuUtilization);
+}
+
+std::optional<zanmlVpuUtilization_t> vpuUtilization() {
+  return readValue<zanmlVpuUtilization_t>(library().zanmlDeviceGetVpuUtilization);
 }
 
 std::optional<CeMask> ceMask() {

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace zanctl::attributes {
 
@@ -70,5 +71,25 @@ struct CeMask {
   std::uint32_t supported;
 };
 std::optional<CeMask> ceMask();
+
+// The maker's own boards.
+std::optional<std::uint32_t> boardTemperature();  // C; 255 for unknown
+std::optional<std::string> firmwareVersion();     // at most 127 bytes
+
+// Volts, as the digits before and behind a decimal point.
+struct Voltage {
+  std::uint32_t integerPart;
+  std::uint32_t fractionPart;
+};
+std::optional<Voltage> gpuVoltage();
+std::optional<Voltage> vddVoltage();
+std::optional<Voltage> memoryVoltage();
+
+// As the library gives them: counts may exceed kZanmlMaxEngines.
+std::optional<zanmlJpuUtilization_t> jpuUtilization();
+std::optional<zanmlVpuUtilization_t> vpuUtilization();
+
+// The compute processes, whole and in the library's order.
+std::optional<std::vector<nvmlProcessInfo_t>> computeProcesses();
 
 }  // namespace zanctl::attributes

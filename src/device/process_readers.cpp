@@ -23,21 +23,6 @@ auto listCall(const ListOperation& operation) {
   };
 }
 
-// Nothing but a size that is too small announces processes.
-ProcessList readComputeList() {
-  const auto call = listCall(library().nvmlDeviceGetComputeRunningProcesses);
-  unsigned int size = 0;
-  if (call(&size, nullptr) != NVML_ERROR_INSUFFICIENT_SIZE) return {};
-  return readListOfSize<nvmlProcessInfo_t>(call, size).entries;
-}
-
-void refreshVgpuProcessTable() {
-  auto& table = vgpuProcessTable();
-  std::fill_n(table.begin(), kClearedVgpuPids, 0U);
-  // Without an answer nobody is known to be a vGPU's.
-  callOnCurrentDevice(library().getDeviceVgpuPids, table.data());
-}
-
 std::vector<ProcessEntry> named(const ProcessList& processes) {
   std::vector<ProcessEntry> entries;
   entries.reserve(processes.size());
@@ -51,8 +36,26 @@ std::vector<ProcessEntry> named(const ProcessList& processes) {
 
 }  // namespace
 
+// Nothing but a size that is too small announces processes.
+std::optional<std::vector<nvmlProcessInfo_t>> attributes::computeProcesses() {
+  const auto call = listCall(library().nvmlDeviceGetComputeRunningProcesses);
+  unsigned int size = 0;
+  const nvmlReturn_t answer = call(&size, nullptr);
+  if (answer == NVML_SUCCESS) return ProcessList();
+  if (answer != NVML_ERROR_INSUFFICIENT_SIZE) return std::nullopt;
+  auto list = readListOfSize<nvmlProcessInfo_t>(call, size);
+  return list.read ? std::optional(std::move(list.entries)) : std::nullopt;
+}
+
+void refreshVgpuProcessTable() {
+  auto& table = vgpuProcessTable();
+  std::fill_n(table.begin(), kClearedVgpuPids, 0U);
+  // Without an answer nobody is known to be a vGPU's.
+  callOnCurrentDevice(library().getDeviceVgpuPids, table.data());
+}
+
 std::vector<nvmlProcessInfo_t> DeviceReader::readComputeProcesses() const {
-  ProcessList processes = readComputeList();
+  ProcessList processes = attributes::computeProcesses().value_or(ProcessList());
   refreshVgpuProcessTable();
   return processes;
 }

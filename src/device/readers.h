@@ -44,6 +44,9 @@ class DeviceReader {
 
 const DeviceReader& reader();
 
+// Asks for the current GPU's entries of the vGPU process table (process.h).
+void refreshVgpuProcessTable();
+
 // Board power in W by board id, so that a board of several GPUs is asked once. Every pass of an
 // output that shows board power empties it first.
 std::map<std::uint32_t, std::uint32_t>& boardPowerTable();

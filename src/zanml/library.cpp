@@ -14,7 +14,9 @@ void look(void* handle, const char* name, Operation<Function>& operation) {
   }
 }
 
-Library load() {
+}  // namespace
+
+Library loadLibrary() {
   Library loaded;
   void* handle = dlopen("libzanml.so", RTLD_NOW);
   if (handle == nullptr) {
@@ -30,10 +32,8 @@ Library load() {
   return loaded;
 }
 
-}  // namespace
-
 Library& library() {
-  static Library instance = load();
+  static Library instance = loadLibrary();
   return instance;
 }
 
