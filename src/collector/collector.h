@@ -39,8 +39,8 @@ enum class LibraryMessages { shown, hidden };
 struct RoundRequest {
   Groups groups = defaultGroups();
   std::chrono::milliseconds deadline{9500};  // from the start of the round to its end
-  // Called from proceed() for each GPU whose turn is over, up or not, in the order of the turns.
-  // kLinks is answered behind all turns, without a call.
+  // Called, from startRound() and proceed(), for each GPU whose turn is over, up or not, in the
+  // order of the turns. kLinks is answered behind all turns, without a call.
   std::function<void(const Gpu&)> onGpu = {};
 };
 
@@ -52,10 +52,11 @@ class Collector {
   Collector(const Collector&) = delete;
   Collector& operator=(const Collector&) = delete;
 
-  // Readable when proceed() has something to do; the same one for the collector's whole life.
+  // Readable when proceed() has something to do; the same one for the collector's whole life. -1
+  // when the system had no room for it: the collector is of no use then.
   [[nodiscard]] int descriptor() const;
 
-  // Begins a round. Not while one is running.
+  // Begins a round, which may end at once. Not while one is running.
   void startRound(RoundRequest request);
   [[nodiscard]] bool isRunning() const;
   // Does what can be done without waiting. Harmless at any time, between rounds too.

@@ -67,10 +67,11 @@ struct Utilization {
   Number decoder;  // percent
 };
 
+// By engine; empty without engines, and when unavailable.
 struct Engines {
-  std::optional<std::vector<std::uint64_t>> jpuBusy;  // ns since the driver was loaded, by engine
-  std::optional<std::vector<std::uint32_t>> vpuBusy;  // parts of vpuTotal, by engine
-  Number vpuTotal;                                    // never 0
+  std::vector<BigNumber> jpuBusy;  // ns since the driver was loaded
+  std::vector<Number> vpuBusy;     // parts of vpuTotal
+  Number vpuTotal;                 // never 0
 };
 
 struct Memory {
