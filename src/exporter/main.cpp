@@ -1,6 +1,7 @@
 #include "collector/collector.h"
 #include "exporter/json_format.h"
 #include "exporter/options.h"
+#include "exporter/server.h"
 #include "exporter/text_format.h"
 #include "exporter/textfile.h"
 #include "exporter/version.h"
@@ -57,7 +58,7 @@ int run(std::span<char* const> argv) {
         replaceFile(options.textfile, writeText(TextFormat::prometheus, scrape));
     return problem.empty() ? 0 : complain(problem);
   }
-  return 0;
+  return serve(options, collector);
 }
 
 }  // namespace
