@@ -2,8 +2,6 @@
 
 #include "device/device_call.h"
 
-#include <algorithm>
-
 namespace zanctl::attributes {
 namespace {
 
@@ -42,14 +40,6 @@ struct Share {
 Number readShare(const PairOperation& operation) {
   const auto share = readPair<Share>(operation);
   return share ? Number(share->percent) : std::nullopt;
-}
-
-template <typename Engines>
-std::optional<Engines> readEngines(
-    const Operation<nvmlReturn_t(nvmlDevice_t, Engines*)>& operation) {
-  auto engines = readValue<Engines>(operation);
-  if (engines) engines->count = std::min(engines->count, kZanmlMaxEngines);
-  return engines;
 }
 
 }  // namespace
@@ -192,18 +182,18 @@ std::optional<Voltage> gpuVoltage() {
 std::optional<Voltage> vddVoltage() {
   return readPair<Voltage>(library().zanmlDeviceGetVddVoltage);
 }
-std::optional<Voltage> memVoltage() {
+std::optional<Voltage> memoryVoltage() {
   return readPair<Voltage>(library().zanmlDeviceGetMemVoltage);
 }
 
 std::optional<CeMask> ceMask() { return readPair<CeMask>(library().zanmlDeviceGetCeMask); }
 
 std::optional<zanmlJpuUtilization_t> jpuUtilization() {
-  return readEngines(library().zanmlDeviceGetJpuUtilization);
+  return readValue<zanmlJpuUtilization_t>(library().zanmlDeviceGetJpuUtilization);
 }
 
 std::optional<zanmlVpuUtilization_t> vpuUtilization() {
-  return readEngines(library().zanmlDeviceGetVpuUtilization);
+  return readValue<zanmlVpuUtilization_t>(library().zanmlDeviceGetVpuUtilization);
 }
 
 std::optional<EccMode> eccMode() {

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace zanctl::attributes {
 
@@ -74,9 +75,9 @@ struct Voltage {
 };
 std::optional<Voltage> gpuVoltage();
 std::optional<Voltage> vddVoltage();
-std::optional<Voltage> memVoltage();
+std::optional<Voltage> memoryVoltage();
 
-// Engines of the two further kinds; `count` is at most kZanmlMaxEngines.
+// Engines of the two further kinds, as the library gives them: counts may exceed kZanmlMaxEngines.
 std::optional<zanmlJpuUtilization_t> jpuUtilization();
 std::optional<zanmlVpuUtilization_t> vpuUtilization();
 
@@ -92,5 +93,8 @@ struct CeMask {
   std::uint32_t supported;
 };
 std::optional<CeMask> ceMask();
+
+// The compute processes, whole and in the library's order.
+std::optional<std::vector<nvmlProcessInfo_t>> computeProcesses();
 
 }  // namespace zanctl::attributes

@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <optional>
+#include <utility>
 #include <vector>
 
 namespace zanctl {
@@ -18,6 +20,7 @@ template <typename Entry>
 struct ListAnswer {
   std::vector<Entry> entries;  // empty when the list cannot be read
   bool outgrown = false;       // the library always had more than there was room for
+  bool read = false;
 };
 
 // Asks with room for `size` entries. Entries come and go between the calls, so the room that the
@@ -33,6 +36,7 @@ ListAnswer<Entry> readListOfSize(const ListCall& call, unsigned int size) {
     list.outgrown = answer == NVML_ERROR_INSUFFICIENT_SIZE;
     if (answer == NVML_SUCCESS) {
       list.entries.resize(std::min<std::size_t>(size, list.entries.size()));
+      list.read = true;
       return list;
     }
     if (!list.outgrown) break;
@@ -42,13 +46,21 @@ ListAnswer<Entry> readListOfSize(const ListCall& call, unsigned int size) {
 }
 
 // The same, with the size asked first: `call(count, entries)` with a count of 0 and no entries.
-// Some libraries call the question for the size itself a success.
+// Some libraries call the question for the size itself a success. No value when unavailable.
 template <typename Entry, typename ListCall>
-std::vector<Entry> readList(const ListCall& call) {
+std::optional<std::vector<Entry>> readListIfAny(const ListCall& call) {
   unsigned int size = 0;
   const nvmlReturn_t answer = call(&size, nullptr);
-  if (answer != NVML_SUCCESS && answer != NVML_ERROR_INSUFFICIENT_SIZE) return {};
-  return size == 0 ? std::vector<Entry>() : readListOfSize<Entry>(call, size).entries;
+  if (answer != NVML_SUCCESS && answer != NVML_ERROR_INSUFFICIENT_SIZE) return std::nullopt;
+  if (size == 0) return std::vector<Entry>();
+  auto list = readListOfSize<Entry>(call, size);
+  return list.read ? std::optional(std::move(list.entries)) : std::nullopt;
+}
+
+// The same; empty when unavailable.
+template <typename Entry, typename ListCall>
+std::vector<Entry> readList(const ListCall& call) {
+  return readListIfAny<Entry>(call).value_or(std::vector<Entry>());
 }
 
 }  // namespace zanctl

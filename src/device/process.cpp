@@ -83,8 +83,24 @@ std::string printable(std::string text) {
   return shown;
 }
 
+std::string pathOf(std::uint32_t pid, std::string_view file) {
+  return fmt::format("{}/{}/{}", kProcessFiles, pid, file);
+}
+
+// Arguments that end in null bytes.
+std::optional<std::string> readCommandLine(std::uint32_t pid) {
+  return readFile(pathOf(pid, "cmdline"), kMaxCommandLine);
+}
+
+bool servesVgpu(std::uint32_t pid) {
+  const auto& vgpuPids = vgpuProcessTable();
+  return pid != 0 && std::find(vgpuPids.begin(), vgpuPids.end(), pid) != vgpuPids.end();
+}
+
 // "[name]" from a line of the form "pid (name) state ...", with the mark of a zombie.
-std::string bracketedName(std::string_view status) {
+std::string bracketedName(std::uint32_t pid) {
+  const std::string line = readFile(pathOf(pid, "stat"), 4096).value_or("");
+  const std::string_view status = line;
   const std::size_t open = status.find('(');
   const std::size_t close = status.rfind(')');
   if (open == std::string_view::npos || close == std::string_view::npos) return {};
@@ -109,21 +125,22 @@ bool processExists(std::int32_t pid) {
 }
 
 std::string processName(std::uint32_t pid) {
-  const auto& vgpuPids = vgpuProcessTable();
-  if (pid != 0 && std::find(vgpuPids.begin(), vgpuPids.end(), pid) != vgpuPids.end()) {
-    return "vgpu";
-  }
-  const auto path = [pid](const char* file) {
-    return fmt::format("{}/{}/{}", kProcessFiles, pid, file);
-  };
-  auto commandLine = readFile(path("cmdline"), kMaxCommandLine);
+  if (servesVgpu(pid)) return "vgpu";
+  auto commandLine = readCommandLine(pid);
   if (!commandLine) return {};
-  if (commandLine->empty()) return bracketedName(readFile(path("stat"), 4096).value_or(""));
+  if (commandLine->empty()) return bracketedName(pid);
   commandLine->erase(commandLine->find_last_not_of('\0') + 1);
   if (commandLine->empty()) return "?";
   std::replace_if(
       commandLine->begin(), commandLine->end(), [](char c) { return c == '\0' || c == '\n'; }, ' ');
   return printable(std::move(*commandLine));
+}
+
+std::string programName(std::uint32_t pid) {
+  const auto commandLine = servesVgpu(pid) ? std::nullopt : readCommandLine(pid);
+  if (!commandLine || commandLine->empty()) return processName(pid);
+  const std::string_view program(commandLine->c_str());
+  return printable(std::string(program.substr(program.rfind('/') + 1)));
 }
 
 }  // namespace zanctl

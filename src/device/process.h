@@ -21,4 +21,7 @@ bool processExists(std::int32_t pid);
 // empty when the process cannot be looked up.
 std::string processName(std::uint32_t pid);
 
+// The last part of the path in the command line, else the same as processName.
+std::string programName(std::uint32_t pid);
+
 }  // namespace zanctl

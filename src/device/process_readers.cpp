@@ -1,4 +1,5 @@
 // The process lists of DeviceReader.
+#include "device/attributes.h"
 #include "device/device_call.h"
 #include "device/list_call.h"
 #include "device/process.h"
@@ -22,6 +23,21 @@ auto listCall(const ListOperation& operation) {
   };
 }
 
+bool isOwn(const nvmlProcessInfo_t& process) { return process.pid == ownProcessId(); }
+
+}  // namespace
+
+// Nothing but a size that is too small announces processes.
+std::optional<std::vector<nvmlProcessInfo_t>> attributes::computeProcesses() {
+  const auto call = listCall(library().nvmlDeviceGetComputeRunningProcesses);
+  unsigned int size = 0;
+  const nvmlReturn_t answer = call(&size, nullptr);
+  if (answer == NVML_SUCCESS) return ProcessList();
+  if (answer != NVML_ERROR_INSUFFICIENT_SIZE) return std::nullopt;
+  auto list = readListOfSize<nvmlProcessInfo_t>(call, size);
+  return list.read ? std::optional(std::move(list.entries)) : std::nullopt;
+}
+
 void refreshVgpuProcessTable() {
   auto& table = vgpuProcessTable();
   std::fill_n(table.begin(), kClearedVgpuPids, 0U);
@@ -29,16 +45,8 @@ void refreshVgpuProcessTable() {
   callOnCurrentDevice(library().getDeviceVgpuPids, table.data());
 }
 
-bool isOwn(const nvmlProcessInfo_t& process) { return process.pid == ownProcessId(); }
-
-}  // namespace
-
 std::vector<nvmlProcessInfo_t> DeviceReader::readComputeProcesses() const {
-  const auto call = listCall(library().nvmlDeviceGetComputeRunningProcesses);
-  unsigned int size = 0;
-  // Nothing but a size that is too small announces processes.
-  if (call(&size, nullptr) != NVML_ERROR_INSUFFICIENT_SIZE) return {};
-  ProcessList processes = readListOfSize<nvmlProcessInfo_t>(call, size).entries;
+  ProcessList processes = attributes::computeProcesses().value_or(ProcessList());
   if (!processes.empty()) refreshVgpuProcessTable();
   return processes;
 }

@@ -50,4 +50,7 @@ const DeviceReader& reader();
 // What this host knows of a process of such a list.
 ProcessEntry describeProcess(const nvmlProcessInfo_t& process);
 
+// Asks for the current GPU's entries of the vGPU process table (process.h).
+void refreshVgpuProcessTable();
+
 }  // namespace zanctl

@@ -55,6 +55,33 @@ void openSession(std::uint32_t countOverride) {
   enumerateDevices(session(), countOverride);
 }
 
+bool countDevices() {
+  DeviceSession& current = session();
+  if (!current.initialised) {
+    current = DeviceSession{};
+    current.initialised = library().nvmlInit() == NVML_SUCCESS;
+  }
+  std::uint32_t count = 0;
+  if (!current.initialised || library().nvmlDeviceGetCount_v2(&count) != NVML_SUCCESS ||
+      count > kMostDevices) {
+    return false;
+  }
+  current.deviceCount = count;
+  current.handles.resize(count, nullptr);
+  return true;
+}
+
+bool fetchCurrentHandle() {
+  const std::uint32_t index = session().currentDevice;
+  if (index >= session().handles.size()) return false;
+  nvmlDevice_t& handle = session().handles[index];
+  if (handle == nullptr &&
+      library().nvmlDeviceGetHandleByIndex_v2(index, &handle) != NVML_SUCCESS) {
+    handle = nullptr;
+  }
+  return handle != nullptr;
+}
+
 void closeSession() noexcept {
   if (session().initialised) shutdownLibrary();
   session() = DeviceSession{};
@@ -86,6 +113,9 @@ const std::string& cudaVersion() {
   return cache;
 }
 
-const std::string& libraryLoadError() { return library().loadError; }
+const std::string& libraryLoadError(LookAgain lookAgain) {
+  if (lookAgain == LookAgain::yes && !library().loadError.empty()) library() = loadLibrary();
+  return library().loadError;
+}
 
 }  // namespace zanctl

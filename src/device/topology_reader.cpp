@@ -16,7 +16,7 @@ template <typename Value, typename Function, typename... Inputs>
 std::optional<Value> readPair(const Operation<Function>& operation, std::uint32_t other,
                               Inputs... inputs) {
   const auto& handles = session().handles;
-  if (other >= handles.size()) return std::nullopt;
+  if (other >= handles.size() || handles[other] == nullptr) return std::nullopt;
   return readValue<Value>(operation, handles[other], inputs...);
 }
 

@@ -18,10 +18,15 @@ constexpr unsigned long long kSinceEver = 0;
 
 // Reads the text that `call(buffer, size)` writes.
 template <unsigned int size, typename TextCall>
-std::string textOf(const TextCall& call) {
+std::optional<std::string> textIfAny(const TextCall& call) {
   std::array<char, size> text{};
-  if (call(text.data(), size) != NVML_SUCCESS) return kUnavailableText;
+  if (call(text.data(), size) != NVML_SUCCESS) return std::nullopt;
   return cleanText({text.data(), strnlen(text.data(), size)});
+}
+
+template <unsigned int size, typename TextCall>
+std::string textOf(const TextCall& call) {
+  return textIfAny<size>(call).value_or(kUnavailableText);
 }
 
 std::string instanceText(
@@ -146,10 +151,34 @@ bool isInVgpuMode() {
          mode == NVML_GPU_VIRTUALIZATION_MODE_HOST_VGPU;
 }
 
-std::vector<std::uint32_t> readVgpuIds() {
-  return readList<nvmlVgpuInstance_t>([](unsigned int* count, nvmlVgpuInstance_t* ids) {
+std::optional<std::vector<std::uint32_t>> activeVgpuIds() {
+  return readListIfAny<nvmlVgpuInstance_t>([](unsigned int* count, nvmlVgpuInstance_t* ids) {
     return callOnCurrentDevice(library().nvmlDeviceGetActiveVgpus, count, ids);
   });
+}
+
+std::vector<std::uint32_t> readVgpuIds() {
+  return activeVgpuIds().value_or(std::vector<std::uint32_t>());
+}
+
+std::optional<std::string> vgpuVmName(std::uint32_t id) {
+  return textIfAny<kZanmlVmTextSize>([id](char* text, unsigned int size) {
+    return library().zanmlVgpuInstanceGetVmName(id, text, size);
+  });
+}
+
+std::optional<std::string> vgpuTypeName(std::uint32_t id) {
+  nvmlVgpuTypeId_t type = 0;
+  if (library().nvmlVgpuInstanceGetType(id, &type) != NVML_SUCCESS) return std::nullopt;
+  return textIfAny<kZanmlVgpuTypeTextSize>([type](char* text, unsigned int size) {
+    return library().nvmlVgpuTypeGetName(type, text, &size);
+  });
+}
+
+std::optional<std::uint64_t> vgpuMemoryUsed(std::uint32_t id) {
+  unsigned long long bytes = 0;
+  if (library().nvmlVgpuInstanceGetFbUsage(id, &bytes) != NVML_SUCCESS) return std::nullopt;
+  return bytes;
 }
 
 std::vector<VgpuInstance> readVgpuInstances(VgpuDetail detail) {

@@ -5,6 +5,8 @@
 #include "device/vgpu_records.h"
 
 #include <cstdint>
+#include <optional>
+#include <string>
 #include <vector>
 
 namespace zanctl {
@@ -22,6 +24,12 @@ enum class VgpuDetail {
 
 // Each type that the instances are of is read once.
 std::vector<VgpuInstance> readVgpuInstances(VgpuDetail detail);
+
+// Single values of a vGPU; empty when the library did not supply them.
+std::optional<std::vector<std::uint32_t>> activeVgpuIds();
+std::optional<std::string> vgpuVmName(std::uint32_t id);
+std::optional<std::string> vgpuTypeName(std::uint32_t id);
+std::optional<std::uint64_t> vgpuMemoryUsed(std::uint32_t id);  // bytes
 
 // Every sample that the library holds.
 std::vector<VgpuSample> readVgpuSamples();

@@ -62,12 +62,15 @@ EngineColumns findColumns(const DeviceSet& selection, bool shown, std::uint32_t 
   return columns;
 }
 
-zanmlJpuUtilization_t readJpu() {
-  return attributes::jpuUtilization().value_or(zanmlJpuUtilization_t{});
+// Without an engine when unavailable.
+template <typename Engines>
+Engines readEngines(std::optional<Engines> (*attribute)()) {
+  Engines engines = attribute().value_or(Engines{});
+  engines.count = std::min(engines.count, kZanmlMaxEngines);
+  return engines;
 }
-zanmlVpuUtilization_t readVpu() {
-  return attributes::vpuUtilization().value_or(zanmlVpuUtilization_t{});
-}
+zanmlJpuUtilization_t readJpu() { return readEngines(attributes::jpuUtilization); }
+zanmlVpuUtilization_t readVpu() { return readEngines(attributes::vpuUtilization); }
 
 MonitorLine readLine(std::uint32_t index, const MonitorColumns& columns, JpuHistory& history,
                      std::uint64_t periodSeconds) {

@@ -247,7 +247,7 @@ constexpr std::array kRows = std::to_array<ReportRow>({
      wording<attributes::firmwareVersion>},
     {S::hardwareMonitor, F::line, 2, "VCC12 Voltage", "", "", voltage<attributes::vddVoltage>},
     {S::hardwareMonitor, F::line, 2, "GPU Voltage", "", "", voltage<attributes::gpuVoltage>},
-    {S::hardwareMonitor, F::line, 2, "Memory Voltage", "", "", voltage<attributes::memVoltage>},
+    {S::hardwareMonitor, F::line, 2, "Memory Voltage", "", "", voltage<attributes::memoryVoltage>},
     {S::hardwareMonitor, F::hexLine, 2, "GPU SN", "", "", gpuSn},
     {S::hardwareMonitor, F::line, 2, "Board PN", "", "", wording<attributes::boardPn>},
     {S::hardwareMonitor, F::line, 2, "Board SN", "", "", boardSn},

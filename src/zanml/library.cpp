@@ -3,9 +3,7 @@
 #include <dlfcn.h>
 
 namespace zanctl {
-namespace {
-
-Library load() {
+Library loadLibrary() {
   Library loaded;
   void* handle = dlopen("libzanml.so", RTLD_NOW);
   if (handle == nullptr) {
@@ -21,12 +19,10 @@ Library load() {
   return loaded;
 }
 
-}  // namespace
-
 void* findOperation(void* handle, const char* name) { return dlsym(handle, name); }
 
 Library& library() {
-  static Library instance = load();
+  static Library instance = loadLibrary();
   return instance;
 }
 

@@ -55,6 +55,9 @@ struct Library {
   std::string loadError;
 };
 
+// Looks for the library; where there is none, every operation says so.
+Library loadLibrary();
+
 // The process's library, opened at the first use and never closed. Tests rebind its members.
 Library& library();
 

@@ -1,0 +1,435 @@
+#include "exporter/families.h"
+
+#include "exporter/labels.h"
+#include "exporter/version.h"
+
+#include <fmt/format.h>
+
+#include <array>
+#include <set>
+
+namespace zanctl::exporter {
+namespace {
+
+using namespace collector;
+using Value = std::optional<double>;
+
+constexpr double kHertzPerMegahertz = 1e6;
+constexpr double kNanosecondsPerSecond = 1e9;
+constexpr double kBytesPerKilobyte = 1000;
+constexpr double kPercent = 100;
+
+template <typename Figure>
+Value plain(const std::optional<Figure>& figure) {
+  return figure ? Value(static_cast<double>(*figure)) : std::nullopt;
+}
+
+template <typename Figure>
+Value times(const std::optional<Figure>& figure, double factor) {
+  return figure ? Value(static_cast<double>(*figure) * factor) : std::nullopt;
+}
+
+// A division, since 0.01 is not a number that doubles can hold.
+template <typename Figure>
+Value over(const std::optional<Figure>& figure, double divisor) {
+  return figure ? Value(static_cast<double>(*figure) / divisor) : std::nullopt;
+}
+
+// A lambda of the readings `r`.
+#define ZANCTL_VALUE(expression) [](const Readings& r) -> Value { return expression; }
+
+constexpr GpuSeries kTemperatures[] = {
+    {R"(sensor="gpu")", ZANCTL_VALUE(plain(r.temperature.gpu))},
+    {R"(sensor="board")", ZANCTL_VALUE(plain(r.temperature.board))},
+};
+constexpr GpuSeries kThresholds[] = {
+    {R"(threshold="shutdown")", ZANCTL_VALUE(plain(r.temperature.shutdown))},
+    {R"(threshold="slowdown")", ZANCTL_VALUE(plain(r.temperature.slowdown))},
+    {R"(threshold="max_operating")", ZANCTL_VALUE(plain(r.temperature.maxOperating))},
+};
+constexpr GpuSeries kFanSpeed[] = {{"", ZANCTL_VALUE(over(r.temperature.fanSpeed, kPercent))}};
+constexpr GpuSeries kPowerUsage[] = {{"", ZANCTL_VALUE(plain(r.power.usage))}};
+constexpr GpuSeries kPowerLimits[] = {
+    {R"(limit="enforced")", ZANCTL_VALUE(plain(r.power.enforcedLimit))},
+    {R"(limit="management")", ZANCTL_VALUE(plain(r.power.managementLimit))},
+};
+constexpr GpuSeries kVoltages[] = {
+    {R"(rail="gpu")", ZANCTL_VALUE(r.power.gpuVolts)},
+    {R"(rail="memory")", ZANCTL_VALUE(r.power.memoryVolts)},
+    {R"(rail="vcc12")", ZANCTL_VALUE(r.power.vcc12Volts)},
+};
+constexpr GpuSeries kClocks[] = {
+    {R"(domain="sm")", ZANCTL_VALUE(times(r.clock.sm, kHertzPerMegahertz))},
+    {R"(domain="memory")", ZANCTL_VALUE(times(r.clock.memory, kHertzPerMegahertz))},
+};
+constexpr GpuSeries kMaxClocks[] = {
+    {R"(domain="sm")", ZANCTL_VALUE(times(r.clock.maxSm, kHertzPerMegahertz))},
+    {R"(domain="memory")", ZANCTL_VALUE(times(r.clock.maxMemory, kHertzPerMegahertz))},
+};
+constexpr GpuSeries kPerformanceState[] = {{"", ZANCTL_VALUE(plain(r.clock.performanceState))}};
+constexpr GpuSeries kThrottle[] = {
+    {"", ZANCTL_VALUE(r.clock.throttleReasons ? Value(*r.clock.throttleReasons != 0 ? 1 : 0)
+                                              : std::nullopt)}};
+constexpr GpuSeries kViolations[] = {
+    {R"(reason="power")", ZANCTL_VALUE(over(r.clock.powerViolation, kNanosecondsPerSecond))},
+    {R"(reason="thermal")", ZANCTL_VALUE(over(r.clock.thermalViolation, kNanosecondsPerSecond))},
+};
+constexpr GpuSeries kUtilizations[] = {
+    {R"(engine="sm")", ZANCTL_VALUE(over(r.utilization.sm, kPercent))},
+    {R"(engine="memory")", ZANCTL_VALUE(over(r.utilization.memory, kPercent))},
+    {R"(engine="encoder")", ZANCTL_VALUE(over(r.utilization.encoder, kPercent))},
+    {R"(engine="decoder")", ZANCTL_VALUE(over(r.utilization.decoder, kPercent))},
+};
+constexpr GpuSeries kMemoryTotal[] = {{"", ZANCTL_VALUE(plain(r.memory.total))}};
+constexpr GpuSeries kMemoryUsed[] = {{"", ZANCTL_VALUE(plain(r.memory.used))}};
+constexpr GpuSeries kEccEnabled[] = {{"", ZANCTL_VALUE(plain(r.memory.eccEnabled))}};
+constexpr GpuSeries kEccPending[] = {{"", ZANCTL_VALUE(plain(r.memory.eccPending))}};
+constexpr GpuSeries kRetiredPages[] = {
+    {R"(cause="single_bit")", ZANCTL_VALUE(plain(r.memory.singleBitPages))},
+    {R"(cause="double_bit")", ZANCTL_VALUE(plain(r.memory.doubleBitPages))},
+};
+constexpr GpuSeries kLinkGeneration[] = {{"", ZANCTL_VALUE(plain(r.pcie.generation))}};
+constexpr GpuSeries kLinkMaxGeneration[] = {{"", ZANCTL_VALUE(plain(r.pcie.maxGeneration))}};
+constexpr GpuSeries kLinkWidth[] = {{"", ZANCTL_VALUE(plain(r.pcie.width))}};
+constexpr GpuSeries kLinkMaxWidth[] = {{"", ZANCTL_VALUE(plain(r.pcie.maxWidth))}};
+constexpr GpuSeries kThroughput[] = {
+    {R"(direction="transmit")", ZANCTL_VALUE(times(r.pcieThroughput.transmit, kBytesPerKilobyte))},
+    {R"(direction="receive")", ZANCTL_VALUE(times(r.pcieThroughput.receive, kBytesPerKilobyte))},
+};
+constexpr GpuSeries kProcessCount[] = {{"", ZANCTL_VALUE(plain(r.processCount))}};
+constexpr GpuSeries kVgpuCount[] = {{"", ZANCTL_VALUE(plain(r.vgpuCount))}};
+#undef ZANCTL_VALUE
+
+// Calls `show(readings, labels)` for each GPU that is up.
+void forEachGpu(const Scrape& scrape, auto show) {
+  const auto& gpus = scrape.snapshot().gpus;
+  for (std::size_t n = 0; n < gpus.size(); ++n) {
+    if (gpus[n].state == GpuState::up) show(gpus[n].readings, scrape.gpuLabels(n));
+  }
+}
+
+std::string textOf(const Number& number) { return number ? fmt::to_string(*number) : ""; }
+
+void writeDriverInfo(const Scrape& scrape, Sink& sink) {
+  const Snapshot& snapshot = scrape.snapshot();
+  if (!snapshot.driverVersion && !snapshot.libraryVersion && !snapshot.cudaVersion) return;
+  sink.sample(Labels()
+                  .add("driver_version", snapshot.driverVersion.value_or(""))
+                  .add("library_version", snapshot.libraryVersion.value_or(""))
+                  .add("cuda_version", snapshot.cudaVersion.value_or(""))
+                  .text(),
+              1);
+}
+
+void writeUp(const Scrape& scrape, Sink& sink) {
+  const auto& gpus = scrape.snapshot().gpus;
+  for (std::size_t n = 0; n < gpus.size(); ++n) {
+    sink.sample(scrape.gpuLabels(n), gpus[n].state == GpuState::up ? 1 : 0);
+  }
+}
+
+std::string boardIdText(const BoardPlace& board) {
+  return board.id ? fmt::format("{:#x}", *board.id) : "";
+}
+
+void writeGpuInfo(const Scrape& scrape, Sink& sink) {
+  forEachGpu(scrape, [&](const Readings& readings, std::string_view gpu) {
+    const Identity& identity = readings.identity;
+    sink.sample(Labels(gpu)
+                    .add("name", identity.name.value_or(""))
+                    .add("serial", identity.serial.value_or(""))
+                    .add("part_number", identity.partNumber.value_or(""))
+                    .add("pci_bus_id", identity.pciBusId.value_or(""))
+                    .add("minor_number", textOf(identity.minorNumber))
+                    .add("board_id", boardIdText(readings.board))
+                    .add("board_position", textOf(readings.board.position))
+                    .add("firmware_version", identity.firmwareVersion.value_or(""))
+                    .text(),
+                1);
+  });
+}
+
+// Once a board, by the GPU at its position 0.
+void writeBoards(const Scrape& scrape, Sink& sink, Number Power::*figure) {
+  std::set<std::uint32_t> shown;
+  forEachGpu(scrape, [&](const Readings& readings, std::string_view) {
+    const BoardPlace& board = readings.board;
+    if (!board.id || board.position != 0U || !shown.insert(*board.id).second) return;
+    sink.sample(Labels().add("board_id", boardIdText(board)).text(), plain(readings.power.*figure));
+  });
+}
+
+void writeBoardPower(const Scrape& scrape, Sink& sink) {
+  writeBoards(scrape, sink, &Power::boardUsage);
+}
+
+void writeBoardLimit(const Scrape& scrape, Sink& sink) {
+  writeBoards(scrape, sink, &Power::boardLimit);
+}
+
+std::string engineLabel(std::size_t engine) { return fmt::format(R"(engine="{}")", engine); }
+
+void writeJpu(const Scrape& scrape, Sink& sink) {
+  forEachGpu(scrape, [&](const Readings& readings, std::string_view gpu) {
+    const auto& busy = readings.engines.jpuBusy;
+    for (std::size_t i = 0; i < busy.size(); ++i) {
+      sink.sample(gpu, engineLabel(i), over(busy[i], kNanosecondsPerSecond));
+    }
+  });
+}
+
+void writeVpu(const Scrape& scrape, Sink& sink) {
+  forEachGpu(scrape, [&](const Readings& readings, std::string_view gpu) {
+    const Engines& engines = readings.engines;
+    for (std::size_t i = 0; engines.vpuTotal && i < engines.vpuBusy.size(); ++i) {
+      sink.sample(gpu, engineLabel(i), over(engines.vpuBusy[i], *engines.vpuTotal));
+    }
+  });
+}
+
+void writeProcesses(const Scrape& scrape, Sink& sink) {
+  forEachGpu(scrape, [&](const Readings& readings, std::string_view gpu) {
+    if (!readings.processes) return;
+    for (const Process& process : *readings.processes) {
+      Labels labels(gpu);
+      labels.add("pid", fmt::to_string(process.pid)).add("command", process.name);
+      sink.sample(labels.text(), plain(process.memoryUsed));
+    }
+  });
+}
+
+// Calls `show(vgpu, labels)` for each vGPU of each GPU.
+void forEachVgpu(const Scrape& scrape, auto show) {
+  for (const Gpu& gpu : scrape.snapshot().gpus) {
+    for (const Vgpu& vgpu : gpu.readings.vgpus) {
+      Labels labels;
+      labels.add("gpu", fmt::to_string(gpu.index))
+          .add("vgpu", fmt::to_string(vgpu.id))
+          .add("vm_name", vgpu.vmName.value_or(""))
+          .add("type", vgpu.typeName.value_or(""));
+      show(vgpu, labels.text());
+    }
+  }
+}
+
+void writeVgpuUtilization(const Scrape& scrape, Sink& sink) {
+  forEachVgpu(scrape, [&](const Vgpu& vgpu, std::string_view labels) {
+    const Utilization& shares = vgpu.utilization;
+    sink.sample(labels, R"(engine="sm")", over(shares.sm, kPercent));
+    sink.sample(labels, R"(engine="memory")", over(shares.memory, kPercent));
+    sink.sample(labels, R"(engine="encoder")", over(shares.encoder, kPercent));
+    sink.sample(labels, R"(engine="decoder")", over(shares.decoder, kPercent));
+  });
+}
+
+void writeVgpuMemory(const Scrape& scrape, Sink& sink) {
+  forEachVgpu(scrape, [&](const Vgpu& vgpu, std::string_view labels) {
+    sink.sample(labels, plain(vgpu.memoryUsed));
+  });
+}
+
+void writeBuildInfo(const Scrape& /*scrape*/, Sink& sink) {
+  sink.sample(Labels().add("version", kVersion).text(), 1);
+}
+
+// A family of one series without labels.
+template <auto value>
+void writeOne(const Scrape& scrape, Sink& sink) {
+  sink.sample("", value(scrape.snapshot()));
+}
+
+constexpr auto gpuCount = [](const Snapshot& s) -> Value { return s.gpuCount; };
+constexpr auto resetMarker = [](const Snapshot& s) { return plain(s.resetInProgress); };
+constexpr auto roundDuration = [](const Snapshot& s) -> Value { return s.durationSeconds; };
+constexpr auto roundTimeouts = [](const Snapshot& s) -> Value {
+  return static_cast<double>(s.roundTimeouts);
+};
+constexpr auto restarts = [](const Snapshot& s) -> Value {
+  return static_cast<double>(s.restarts);
+};
+
+constexpr Family kFamilies[] = {
+    {"zanthe_gpus",
+     Kind::gauge,
+     0,
+     "Number of GPUs that the management library counts; 0 without a library or a driver.",
+     {},
+     writeOne<gpuCount>},
+    {"zanthe_driver_info",
+     Kind::info,
+     0,
+     "Versions of the driver, of the management library and of the CUDA interface.",
+     {},
+     writeDriverInfo},
+    {"zanthe_reset_in_progress",
+     Kind::gauge,
+     0,
+     "1 while the driver's marker says that GPUs are being reset, else 0.",
+     {},
+     writeOne<resetMarker>},
+    {"zanthe_gpu_up",
+     Kind::gauge,
+     0,
+     "1 for a GPU that answers, 0 for one that answers nothing or does not answer in time.",
+     {},
+     writeUp},
+    {"zanthe_gpu_info",
+     Kind::info,
+     kIdentity,
+     "Identity of the GPU and of the board that it is on; a label is empty when unknown.",
+     {},
+     writeGpuInfo},
+    {"zanthe_gpu_temperature_celsius", Kind::gauge, kTemperature,
+     "Temperature of the GPU and of its board in degrees Celsius, from their sensors.",
+     kTemperatures, nullptr},
+    {"zanthe_gpu_temperature_threshold_celsius", Kind::gauge, kTemperature,
+     "Temperatures in degrees Celsius at which the GPU shuts down, slows down, or should not run "
+     "any hotter, from its own thresholds.",
+     kThresholds, nullptr},
+    {"zanthe_gpu_fan_speed_ratio", Kind::gauge, kTemperature,
+     "Speed that the fan is set to, as a part of its maximum, from the library's percentage.",
+     kFanSpeed, nullptr},
+    {"zanthe_gpu_power_watts", Kind::gauge, kPower,
+     "Power draw of the GPU itself in watts, also where it shares a board.", kPowerUsage, nullptr},
+    {"zanthe_gpu_power_limit_watts", Kind::gauge, kPower,
+     "Power limits of the GPU in watts: the one that is enforced, and the one that was set.",
+     kPowerLimits, nullptr},
+    {"zanthe_board_power_watts",
+     Kind::gauge,
+     kPower,
+     "Power draw of a whole board in watts, asked of its first GPU.",
+     {},
+     writeBoardPower},
+    {"zanthe_board_power_limit_watts",
+     Kind::gauge,
+     kPower,
+     "Power limit of a whole board in watts, asked of its first GPU.",
+     {},
+     writeBoardLimit},
+    {"zanthe_gpu_voltage_volts", Kind::gauge, kPower,
+     "Voltages of the GPU, of its memory and of the 12 V supply in volts, from the board's "
+     "hardware monitor.",
+     kVoltages, nullptr},
+    {"zanthe_gpu_clock_hertz", Kind::gauge, kClock,
+     "Current clocks in hertz, from the library's figure in MHz.", kClocks, nullptr},
+    {"zanthe_gpu_clock_max_hertz", Kind::gauge, kClock,
+     "Highest clocks that the GPU can run at in hertz, from the library's figure in MHz.",
+     kMaxClocks, nullptr},
+    {"zanthe_gpu_performance_state", Kind::gauge, kClock,
+     "Performance state of the GPU, from 0 for the fastest to 15 for the slowest.",
+     kPerformanceState, nullptr},
+    {"zanthe_gpu_throttle_active", Kind::gauge, kClock,
+     "1 while the GPU has any reason to run below its clocks, else 0.", kThrottle, nullptr},
+    {"zanthe_gpu_violation_seconds_total", Kind::counter, kClock,
+     "Seconds for which a limit of power or temperature held the clocks down; goes back to 0 when "
+     "the GPU is reset.",
+     kViolations, nullptr},
+    {"zanthe_gpu_utilization_ratio", Kind::gauge, kUtilization,
+     "Part of the time for which engines of the GPU were at work, from the library's percentage.",
+     kUtilizations, nullptr},
+    {"zanthe_gpu_jpu_busy_seconds_total",
+     Kind::counter,
+     kEngines,
+     "Seconds for which each JPU engine was at work since the driver was loaded.",
+     {},
+     writeJpu},
+    {"zanthe_gpu_vpu_utilization_ratio",
+     Kind::gauge,
+     kEngines,
+     "Part of its time for which each VPU engine was at work: its busy figure over the total.",
+     {},
+     writeVpu},
+    {"zanthe_gpu_memory_total_bytes", Kind::gauge, kMemory, "Memory of the GPU in bytes.",
+     kMemoryTotal, nullptr},
+    {"zanthe_gpu_memory_used_bytes", Kind::gauge, kMemory,
+     "Memory of the GPU that is in use, in bytes.", kMemoryUsed, nullptr},
+    {"zanthe_gpu_ecc_enabled", Kind::gauge, kMemory,
+     "1 when error correction of the memory is on, 0 when it is off.", kEccEnabled, nullptr},
+    {"zanthe_gpu_ecc_pending_enabled", Kind::gauge, kMemory,
+     "1 when error correction of the memory will be on after the next reset, else 0.", kEccPending,
+     nullptr},
+    {"zanthe_gpu_retired_pages", Kind::gauge, kMemory,
+     "Number of memory pages that were retired, for several single-bit errors or one double-bit "
+     "error.",
+     kRetiredPages, nullptr},
+    {"zanthe_gpu_pcie_link_generation", Kind::gauge, kPcie,
+     "Generation that the PCIe link runs at.", kLinkGeneration, nullptr},
+    {"zanthe_gpu_pcie_link_generation_max", Kind::gauge, kPcie,
+     "Highest generation that the GPU and its slot can run the PCIe link at.", kLinkMaxGeneration,
+     nullptr},
+    {"zanthe_gpu_pcie_link_width_lanes", Kind::gauge, kPcie,
+     "Number of lanes that the PCIe link runs with.", kLinkWidth, nullptr},
+    {"zanthe_gpu_pcie_link_width_max_lanes", Kind::gauge, kPcie,
+     "Highest number of lanes that the GPU and its slot can run the PCIe link with.", kLinkMaxWidth,
+     nullptr},
+    {"zanthe_gpu_pcie_throughput_bytes_per_second", Kind::gauge, kPcieThroughput,
+     "Traffic on the PCIe link in bytes per second, measured by the library for a moment, from its "
+     "figure in KB/s.",
+     kThroughput, nullptr},
+    {"zanthe_gpu_processes", Kind::gauge, kProcesses,
+     "Number of compute processes that the library lists.", kProcessCount, nullptr},
+    {"zanthe_gpu_process_memory_used_bytes",
+     Kind::gauge,
+     kProcessNames,
+     "Memory of the GPU that a compute process uses, in bytes.",
+     {},
+     writeProcesses},
+    {"zanthe_gpu_vgpu_instances", Kind::gauge, kVgpu,
+     "Number of active vGPUs on a GPU that is in a vGPU mode.", kVgpuCount, nullptr},
+    {"zanthe_vgpu_utilization_ratio",
+     Kind::gauge,
+     kVgpu,
+     "Part of the time for which a vGPU used an engine of its GPU, from the library's last "
+     "percentage.",
+     {},
+     writeVgpuUtilization},
+    {"zanthe_vgpu_memory_used_bytes",
+     Kind::gauge,
+     kVgpu,
+     "Frame buffer that a vGPU uses, in bytes.",
+     {},
+     writeVgpuMemory},
+    {"zanctl_exporter_build_info", Kind::info, 0, "Version of the exporter.", {}, writeBuildInfo},
+    {"zanctl_exporter_round_duration_seconds",
+     Kind::gauge,
+     0,
+     "Seconds that it took to ask the GPUs for these figures.",
+     {},
+     writeOne<roundDuration>},
+    {"zanctl_exporter_round_timeouts_total",
+     Kind::counter,
+     0,
+     "Rounds in which the library did not answer in time.",
+     {},
+     writeOne<roundTimeouts>},
+    {"zanctl_exporter_collector_restarts_total",
+     Kind::counter,
+     0,
+     "Times that the process which holds the library was replaced, after a crash or a hang.",
+     {},
+     writeOne<restarts>},
+};
+
+}  // namespace
+
+Scrape::Scrape(const Snapshot& snapshot, Groups groups) : snapshot_(snapshot), groups_(groups) {
+  gpuLabels_.reserve(snapshot.gpus.size());
+  for (const Gpu& gpu : snapshot.gpus) {
+    gpuLabels_.push_back(
+        Labels().add("gpu", fmt::to_string(gpu.index)).add("uuid", gpu.uuid).text());
+  }
+}
+
+std::span<const Family> families() { return kFamilies; }
+
+void writeSamples(const Family& family, const Scrape& scrape, Sink& sink) {
+  if (family.others != nullptr) family.others(scrape, sink);
+  const auto& gpus = scrape.snapshot().gpus;
+  for (std::size_t n = 0; n < gpus.size(); ++n) {
+    for (const GpuSeries& series : family.gpuSeries) {
+      sink.sample(scrape.gpuLabels(n), series.label, series.value(gpus[n].readings));
+    }
+  }
+}
+
+}  // namespace zanctl::exporter

@@ -1,0 +1,70 @@
+#include "collector/collector.h"
+#include "exporter/json_format.h"
+#include "exporter/options.h"
+#include "exporter/server.h"
+#include "exporter/text_format.h"
+#include "exporter/textfile.h"
+#include "exporter/version.h"
+
+#include <fmt/format.h>
+
+#include <cstdio>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace zanctl::exporter {
+namespace {
+
+int complain(const std::string& problem) {
+  fmt::print(stderr, "zanctl-exporter: {}\n", problem);
+  return 1;
+}
+
+int print(const std::string& text) {
+  std::fwrite(text.data(), 1, text.size(), stdout);
+  return std::fflush(stdout) == 0 ? 0 : complain("standard output could not be written");
+}
+
+std::string onceText(const Options& options, const collector::Snapshot& snapshot) {
+  if (options.format == OutputFormat::json) return writeJson(snapshot);
+  return writeText(options.format == OutputFormat::openMetrics ? TextFormat::openMetrics
+                                                               : TextFormat::prometheus,
+                   Scrape(snapshot, options.groups));
+}
+
+// A closed standard stream would lend its number to the next file that is opened.
+void occupyStandardStreams() {
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(stream, F_GETFD) < 0) open("/dev/null", O_RDWR);
+  }
+}
+
+int run(std::span<char* const> argv) {
+  const auto parsed = parseOptions(argv);
+  if (const auto* problem = std::get_if<std::string>(&parsed)) return complain(*problem);
+  const Options& options = std::get<Options>(parsed);
+  if (options.help) return print(helpText());
+  if (options.version) return print(fmt::format("zanctl-exporter {}\n", kVersion));
+
+  collector::Collector collector;
+  if (collector.descriptor() < 0) return complain("there are no descriptors left");
+  if (options.once) {
+    return print(onceText(options, collector.takeRound({.groups = options.groups})));
+  }
+  if (!options.textfile.empty()) {
+    const Scrape scrape(collector.takeRound({.groups = options.groups}), options.groups);
+    const std::string problem =
+        replaceFile(options.textfile, writeText(TextFormat::prometheus, scrape));
+    return problem.empty() ? 0 : complain(problem);
+  }
+  return serve(options, collector);
+}
+
+}  // namespace
+}  // namespace zanctl::exporter
+
+int main(int argc, char** argv) {
+  zanctl::exporter::occupyStandardStreams();
+  return zanctl::exporter::run({argv, static_cast<std::size_t>(argc)});
+}
