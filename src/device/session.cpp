@@ -44,11 +44,6 @@ void enumerateDevices(DeviceSession& opened, std::uint32_t countOverride) {
 
 }  // namespace
 
-DeviceSession& session() {
-  static DeviceSession instance;
-  return instance;
-}
-
 void openSession(std::uint32_t countOverride) {
   if (session().initialised) return;
   session() = DeviceSession{};

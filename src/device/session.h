@@ -23,7 +23,10 @@ struct DeviceSession {
   std::string cudaVersion = "N/A";
 };
 
-DeviceSession& session();
+inline DeviceSession& session() {
+  static DeviceSession instance;
+  return instance;
+}
 
 // Starts the library and enumerates the GPUs; does nothing while a session is initialised. Failures
 // show as state: not initialised, no GPUs, or fewer handles than GPUs. A countOverride other than 0

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "device/records.h"
+#include "output/log_file.h"
 #include "reports/gpu_attributes.h"
 
 #include <ctime>
@@ -84,17 +85,18 @@ struct LaidOutRow {
   std::string unavailable;
 };
 
-// Appends the rows with the readings of the current GPU; `writeProcesses(text, row)` those of its
+// Writes the rows with the readings of the current GPU; `writeProcesses(output, row)` those of its
 // processes.
 template <typename WriteProcesses>
-void writeRows(std::string& text, std::span<const LaidOutRow> rows, GpuAttributes& gpu,
+void writeRows(Output& output, std::span<const LaidOutRow> rows, GpuAttributes& gpu,
                const WriteProcesses& writeProcesses) {
+  std::string& text = output.text();
   for (const LaidOutRow& laidOut : rows) {
     const ReportRow& row = *laidOut.row;
     const std::size_t begin = text.size();
     text += laidOut.before;
     if (row.form == RowForm::processes) {
-      writeProcesses(text, row);
+      writeProcesses(output, row);
     } else if (laidOut.after.empty()) {
       continue;
     } else if (row.write(text, gpu)) {

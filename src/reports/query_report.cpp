@@ -40,7 +40,7 @@ std::function<void(const Pass&)> xmlPass(const ReportOptions& options) {
   return [&options, rows = layOutXml()](const Pass& pass) {
     writeXmlHead(pass.text(), collectHead(pass.start.tv_sec),
                  options.dtd ? Dtd::embedded : Dtd::external);
-    forEachGpu(options, pass, [&](GpuAttributes& gpu) { writeXmlGpu(pass.text(), rows, gpu); });
+    forEachGpu(options, pass, [&](GpuAttributes& gpu) { writeXmlGpu(pass.output, rows, gpu); });
     writeXmlEnd(pass.text());
   };
 }
@@ -48,7 +48,7 @@ std::function<void(const Pass&)> xmlPass(const ReportOptions& options) {
 std::function<void(const Pass&)> textPass(const ReportOptions& options, SectionMask mask) {
   return [&options, rows = layOutText(mask)](const Pass& pass) {
     writeTextHead(pass.text(), collectHead(pass.start.tv_sec));
-    forEachGpu(options, pass, [&](GpuAttributes& gpu) { writeTextGpu(pass.text(), rows, gpu); });
+    forEachGpu(options, pass, [&](GpuAttributes& gpu) { writeTextGpu(pass.output, rows, gpu); });
   };
 }
 

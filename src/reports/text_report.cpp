@@ -8,7 +8,8 @@
 namespace zanctl {
 namespace {
 
-void writeProcesses(std::string& text, const ReportRow& row) {
+void writeProcesses(Output& output, const ReportRow& row) {
+  std::string& text = output.text();
   const auto processes = reader().readRunningProcesses();
   if (processes.empty()) {
     writeLine(text, row.level, row.label, "None");
@@ -22,6 +23,7 @@ void writeProcesses(std::string& text, const ReportRow& row) {
     writeLine(text, 3, "Type", "C");
     writeLine(text, 3, "Name", entry.name);
     writeLine(text, 3, "Used GPU Memory", Decimal(entry.usedMemory >> 20U), " MiB");
+    output.flushIfLong();
   }
 }
 
@@ -66,10 +68,10 @@ std::vector<LaidOutRow> layOutText(SectionMask mask) {
   return rows;
 }
 
-void writeTextGpu(std::string& text, std::span<const LaidOutRow> rows, GpuAttributes& gpu) {
-  join(text, "GPU ", reportBusId(gpu), "\n");
-  writeRows(text, rows, gpu, writeProcesses);
-  text += "\n";
+void writeTextGpu(Output& output, std::span<const LaidOutRow> rows, GpuAttributes& gpu) {
+  join(output.text(), "GPU ", reportBusId(gpu), "\n");
+  writeRows(output, rows, gpu, writeProcesses);
+  output.text() += "\n";
 }
 
 }  // namespace zanctl

@@ -15,6 +15,6 @@ void writeTextHead(std::string& text, const ReportHead& head);
 std::vector<LaidOutRow> layOutText(SectionMask mask);
 
 // The current GPU's block.
-void writeTextGpu(std::string& text, std::span<const LaidOutRow> rows, GpuAttributes& gpu);
+void writeTextGpu(Output& output, std::span<const LaidOutRow> rows, GpuAttributes& gpu);
 
 }  // namespace zanctl

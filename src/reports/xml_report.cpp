@@ -26,7 +26,8 @@ void closeElement(std::string& text, int level, std::string_view name) {
   join(text, indentation(level), "</", name, ">\n");
 }
 
-void writeProcesses(std::string& text, const ReportRow& row) {
+void writeProcesses(Output& output, const ReportRow& row) {
+  std::string& text = output.text();
   openElement(text, row.level, row.element);
   for (const nvmlProcessInfo_t& process : reader().readRunningProcesses()) {
     const ProcessEntry entry = describeProcess(process);
@@ -39,6 +40,7 @@ void writeProcesses(std::string& text, const ReportRow& row) {
     writeElement(text, 3, "process_name", entry.name);
     writeElement(text, 3, "used_memory", Decimal(entry.usedMemory >> 20U), " MiB");
     closeElement(text, 2, "process_info");
+    output.flushIfLong();
   }
   closeElement(text, row.level, row.element);
 }
@@ -97,10 +99,10 @@ std::vector<LaidOutRow> layOutXml() {
   return rows;
 }
 
-void writeXmlGpu(std::string& text, std::span<const LaidOutRow> rows, GpuAttributes& gpu) {
-  join(text, "\t<gpu id=\"", reportBusId(gpu), "\">\n");
-  writeRows(text, rows, gpu, writeProcesses);
-  text += "\t</gpu>\n";
+void writeXmlGpu(Output& output, std::span<const LaidOutRow> rows, GpuAttributes& gpu) {
+  join(output.text(), "\t<gpu id=\"", reportBusId(gpu), "\">\n");
+  writeRows(output, rows, gpu, writeProcesses);
+  output.text() += "\t</gpu>\n";
 }
 
 void writeXmlEnd(std::string& text) { text += "</zanctl_log>\n"; }

@@ -18,7 +18,7 @@ void writeXmlHead(std::string& text, const ReportHead& head, Dtd dtd);
 std::vector<LaidOutRow> layOutXml();
 
 // The current GPU's element.
-void writeXmlGpu(std::string& text, std::span<const LaidOutRow> rows, GpuAttributes& gpu);
+void writeXmlGpu(Output& output, std::span<const LaidOutRow> rows, GpuAttributes& gpu);
 
 void writeXmlEnd(std::string& text);
 

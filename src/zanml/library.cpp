@@ -21,9 +21,4 @@ Library loadLibrary() {
 
 void* findOperation(void* handle, const char* name) { return dlsym(handle, name); }
 
-Library& library() {
-  static Library instance = loadLibrary();
-  return instance;
-}
-
 }  // namespace zanctl

@@ -59,6 +59,9 @@ struct Library {
 Library loadLibrary();
 
 // The process's library, opened at the first use and never closed. Tests rebind its members.
-Library& library();
+inline Library& library() {
+  static Library instance = loadLibrary();
+  return instance;
+}
 
 }  // namespace zanctl
