@@ -187,7 +187,10 @@ constexpr std::array<Body, 6> kBodies = {{
        runProcessMonitor(options, std::cout);
      }},
     {"stats", [] { runStatistics({}, std::cout); }},
-    {"summary", [] { runSummary({{}, "1", ""}, std::cout); }},
+    {"summary",
+     [] {
+       runSummary({{}, "1", ""}, std::cout);
+     }},
     {"vgpu -u",
      [] {
        VgpuOptions options;
