@@ -328,6 +328,7 @@ Grammar::~Grammar() = default;
 std::optional<int> Grammar::parse() {
   std::vector<std::string> arguments = spelledOut(parser_->argv);
   std::vector<const char*> pointers;
+  pointers.reserve(arguments.size());
   for (const std::string& argument : arguments) pointers.push_back(argument.c_str());
   try {
     parser_->app.parse(static_cast<int>(pointers.size()), pointers.data());
