@@ -6,24 +6,15 @@
 #include "device/controller.h"
 #include "device/session.h"
 #include "monitors/statistics.h"
+#include "output/standard_streams.h"
 
 #include <iostream>
 #include <new>
 #include <span>
 #include <string_view>
 
-#include <fcntl.h>
-#include <unistd.h>
-
 namespace zanctl {
 namespace {
-
-// A closed standard stream would lend its number to the next file that is opened.
-void occupyStandardStreams() {
-  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-    if (fcntl(stream, F_GETFD) < 0) open("/dev/null", O_RDONLY);
-  }
-}
 
 bool asksForStatisticsHelp(std::span<const char* const> argv) {
   return argv.size() == 3 && argv[1] == std::string_view("stats") && isHelp(argv[2]);

@@ -1,7 +1,7 @@
 #include "exporter/families.h"
 
 #include "exporter/labels.h"
-#include "exporter/version.h"
+#include "output/version.h"
 
 #include <fmt/format.h>
 

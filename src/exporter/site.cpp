@@ -1,7 +1,7 @@
 #include "exporter/site.h"
 
 #include "exporter/scrape_headers.h"
-#include "exporter/version.h"
+#include "output/version.h"
 
 #include <fmt/format.h>
 

@@ -1,4 +1,4 @@
-#include "exporter/textfile.h"
+#include "output/replace_file.h"
 
 #include <fmt/format.h>
 
@@ -11,7 +11,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace zanctl::exporter {
+namespace zanctl {
 namespace {
 
 bool writeWhole(int file, std::string_view text) {
@@ -61,4 +61,4 @@ std::string replaceFile(const std::string& path, std::string_view text) {
   return {};
 }
 
-}  // namespace zanctl::exporter
+}  // namespace zanctl
