@@ -3,6 +3,9 @@
 #include "daemon/stats_format.h"
 #include "target.h"
 
+#include <algorithm>
+#include <array>
+
 #include <fmt/format.h>
 
 namespace {
