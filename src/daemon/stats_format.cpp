@@ -2,8 +2,9 @@
 
 #include "daemon/line_reader.h"
 #include "device/format.h"
+#include "output/text.h"
 
-#include <fmt/compile.h>
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <array>
@@ -52,6 +53,8 @@ std::string_view takeToken(std::string_view& text) {
   return token;
 }
 
+constexpr std::size_t kCellWidth = 6;
+
 // Numbers of this log are signed.
 std::string signedOrDash(std::optional<std::uint32_t> value) {
   value = known(value);
@@ -67,11 +70,17 @@ std::string statsFileName(std::string_view directory, std::string_view suffix,
 }
 
 std::string statsLine(std::string_view time, std::uint32_t gpu, const MonitorReading& reading) {
-  return fmt::format(FMT_COMPILE(" {}   {:>3}{:>6}{:>6}     -{:>6}{:>6}{:>6}{:>6}{:>6}{:>6}\n"),
-                     time, gpu, signedOrDash(reading.power), signedOrDash(reading.temperature),
-                     reading.gpuUtil.value_or(0), reading.memUtil.value_or(0),
-                     reading.encUtil.value_or(0), reading.decUtil.value_or(0),
-                     reading.memClock.value_or(0), reading.smClock.value_or(0));
+  std::string line;
+  join(line, " ", time, "   ");
+  alignRight(line, 3, Decimal(gpu));
+  alignRight(line, kCellWidth, signedOrDash(reading.power));
+  alignRight(line, kCellWidth, signedOrDash(reading.temperature));
+  alignRight(line, kCellWidth, "-");
+  for (const auto& value : {reading.gpuUtil, reading.memUtil, reading.encUtil, reading.decUtil,
+                            reading.memClock, reading.smClock}) {
+    alignRight(line, kCellWidth, Decimal(value.value_or(0)));
+  }
+  return line += "\n";
 }
 
 std::optional<TimeOfDay> parseTimeOfDay(std::string_view text) {

@@ -87,7 +87,7 @@ bool boardTemperature(std::string& text, Gpu&) {
 
 bool boardId(std::string& text, Gpu& gpu) {
   const auto id = known(gpu.boardId());
-  if (id) append(text, FMT_COMPILE("{:x}"), *id);
+  if (id) join(text, Hexadecimal(*id));
   return id.has_value();
 }
 
