@@ -98,7 +98,8 @@ class Checks {
   // A GPU that does not tell its UUID had that of its line, unless another one has it.
   void nameLostGpus(const std::vector<std::string>& expected) {
     for (Gpu& gpu : gpus_) {
-      if (gpu.uuid.empty() && gpu.index < expected.size() && !isThere(expected[gpu.index])) {
+      if (gpu.state != GpuState::up && gpu.uuid.empty() && gpu.index < expected.size() &&
+          !isThere(expected[gpu.index])) {
         gpu.uuid = expected[gpu.index];
       }
     }
