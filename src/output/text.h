@@ -9,11 +9,12 @@
 
 namespace zanctl {
 
-// The digits of a number, to be joined with texts.
+// The digits of a number, those beyond 9 in lower case, to be joined with texts.
+template <int base>
 class Digits {
  public:
   template <std::integral Number>
-  Digits(Number value, int base)
+  explicit Digits(Number value)
       : size_(static_cast<std::size_t>(std::to_chars(digits_, std::end(digits_), value, base).ptr -
                                        digits_)) {}
 
@@ -25,16 +26,8 @@ class Digits {
   std::size_t size_;
 };
 
-struct Decimal : Digits {
-  template <std::integral Number>
-  explicit Decimal(Number value) : Digits(value, 10) {}
-};
-
-// Lower-case.
-struct Hexadecimal : Digits {
-  template <std::integral Number>
-  explicit Hexadecimal(Number value) : Digits(value, 16) {}
-};
+using Decimal = Digits<10>;
+using Hexadecimal = Digits<16>;
 
 // Appends the pieces one behind the other.
 template <typename... Pieces>

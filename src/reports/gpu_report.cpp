@@ -11,7 +11,10 @@ namespace {
 
 using Gpu = GpuAttributes;
 
-nvmlPciInfo_t pciOf(Gpu& gpu) { return gpu.pci().value_or(nvmlPciInfo_t{}); }
+const nvmlPciInfo_t& pciOf(Gpu& gpu) {
+  static constexpr nvmlPciInfo_t kUnknown{};
+  return gpu.pci() ? *gpu.pci() : kUnknown;
+}
 
 bool writeHex(std::string& text, std::uint64_t value, std::size_t digits) {
   text += hexText(value, digits);
