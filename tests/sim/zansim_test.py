@@ -179,7 +179,7 @@ class State(ZansimTest):
         return output
 
     def test_a_directory_with_other_things_is_refused_untouched(self):
-        for name in "full/dev/notes.txt", "half/node_online", "wrong/machine":
+        for name in "full/dev/notes.txt", "half/node_online", "wrong/machine", "draft/machine.new":
             self.fill(name)
             state = self.path(os.path.dirname(name).split("/")[0])
             self.assertIn("neither empty nor the state", self.refusal(state))
