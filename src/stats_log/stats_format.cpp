@@ -1,14 +1,15 @@
-#include "daemon/stats_format.h"
+#include "stats_log/stats_format.h"
 
-#include "daemon/line_reader.h"
 #include "device/format.h"
 #include "output/text.h"
+#include "stats_log/line_reader.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <array>
 #include <limits>
+#include <utility>
 
 namespace zanctl {
 namespace {
@@ -39,6 +40,19 @@ constexpr std::array kColumns = {
     Column::numberOrDash, Column::numberOrDash, Column::numberOrDash, Column::numberOrDash,
     Column::numberOrDash, Column::number,       Column::number,
 };
+
+// Where the fields of a reading stand; that of the memory's temperature is always empty.
+using Field = std::optional<std::uint32_t> MonitorReading::*;
+constexpr std::array<std::pair<std::size_t, Field>, 8> kReadingColumns = {{
+    {2, &MonitorReading::power},
+    {3, &MonitorReading::temperature},
+    {5, &MonitorReading::gpuUtil},
+    {6, &MonitorReading::memUtil},
+    {7, &MonitorReading::encUtil},
+    {8, &MonitorReading::decUtil},
+    {9, &MonitorReading::memClock},
+    {10, &MonitorReading::smClock},
+}};
 
 bool fits(Column column, std::string_view token) {
   return column == Column::time || isNumber(token) ||
@@ -107,7 +121,11 @@ std::optional<StatsRecord> parseStatsLine(std::string_view line) {
   if (!takeToken(line).empty()) return std::nullopt;
   const auto time = parseTimeOfDay(tokens[kTimeColumn]);
   if (!time) return std::nullopt;
-  return StatsRecord{*time, numberOf(tokens[kGpuColumn])};
+  StatsRecord record{*time, numberOf(tokens[kGpuColumn]), {}};
+  for (const auto& [column, field] : kReadingColumns) {
+    if (tokens[column] != "-") record.reading.*field = numberOf(tokens[column]);
+  }
+  return record;
 }
 
 StatsValidity validateStats(int descriptor) {

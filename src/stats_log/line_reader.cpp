@@ -1,4 +1,4 @@
-#include "daemon/line_reader.h"
+#include "stats_log/line_reader.h"
 
 #include <cerrno>
 #include <cstring>

@@ -31,13 +31,16 @@ using TimeOfDay = std::uint32_t;
 // Reads hours, minutes and seconds, separated by ":" and up to 23:59:59; empty for anything else.
 std::optional<TimeOfDay> parseTimeOfDay(std::string_view text);
 
+// Numbers beyond 32 bits read as the highest one.
 struct StatsRecord {
   TimeOfDay time;
-  std::uint32_t gpu;  // an index; one beyond 32 bits reads as the highest number
+  std::uint32_t gpu;  // an index
+  // What the columns have, in their units; where one has "-" nothing is known.
+  MonitorReading reading;
 };
 
-// The time and the GPU of a record line, given without its newline; empty when it is no valid one.
-// A line without a GPU temperature is written but not valid.
+// A record line, given without its newline; empty when it is no valid one. A line without a GPU
+// temperature is written but not valid.
 std::optional<StatsRecord> parseStatsLine(std::string_view line);
 
 enum class StatsValidity { valid, invalid, unreadable };
