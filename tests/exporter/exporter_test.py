@@ -7,12 +7,13 @@ import os
 import socket
 import ssl
 import subprocess
+import tempfile
 import time
 import unittest
 
 from prometheus_client.openmetrics.parser import text_string_to_metric_families
 
-from machine import HOSTILE, HOSTS, OPEN_METRICS, Machine, eventually, samples, select
+from machine import BINARIES, HOSTILE, HOSTS, OPEN_METRICS, Machine, eventually, samples, select
 
 EVERYTHING = ("--processes", "--collect=identity,temperature,power,clock,utilization,engines,"
               "memory,pcie,pcie_throughput,processes,vgpu")
@@ -112,18 +113,13 @@ class Textfile(unittest.TestCase):
             self.assertEqual(os.listdir(path.parent), ["zanthe.prom"])
 
     def test_survives_a_full_disk(self):
-        with Machine("one-gpu") as machine:
-            script = f"""mount -t tmpfs -o size=8k none {machine.directory} || exit 77
-                echo old > {machine.directory}/f.prom
-                {machine.libraries} "$@" --textfile={machine.directory}/f.prom; echo $?
-                ls {machine.directory}; cat {machine.directory}/f.prom"""
-            command = [str(word) for word in Machine.command(machine, "zanctl-exporter")]
-            program = command.pop()
-            with Machine("one-gpu") as other:
-                run = subprocess.run(
-                    ["unshare", "-Urm", "/bin/bash", "-c", script, "bash",
-                     command[0], "--host", "one-gpu", "--state", other.directory / "state", "--",
-                     program], text=True, capture_output=True)
+        script = """mount -t tmpfs -o size=8k none "$1" || exit 77
+            echo old > "$1/f.prom"
+            "$3/zansim" --host one-gpu --state "$2" -- "$3/zanctl-exporter" --textfile="$1/f.prom"
+            echo $?; ls "$1"; cat "$1/f.prom" """
+        with tempfile.TemporaryDirectory() as full, tempfile.TemporaryDirectory() as state:
+            run = subprocess.run(["unshare", "-Urm", "/bin/sh", "-c", script, "sh", full, state,
+                                  BINARIES], text=True, capture_output=True)
         if run.returncode == 77 or "unshare" in run.stderr:
             self.skipTest("no file system of one's own")
         self.assertEqual(run.stdout, "1\nf.prom\nold\n")
