@@ -1,10 +1,10 @@
 /* A management library of one GPU with three vGPUs, of which the second was sampled twice and the
- * third never. It has no other operation. */
+ * third never. Its figures are doubles. It has no other operation. */
 
 struct Sample {
   unsigned id;
   unsigned long long time;
-  unsigned long long figures[4];
+  double figures[4];
 };
 
 static int answer(unsigned value, unsigned* result) {
@@ -39,7 +39,7 @@ int nvmlDeviceGetVgpuUtilization(void* device, unsigned long long since, unsigne
   static const struct Sample kSamples[] = {
       {1, 9, {10, 11, 12, 13}}, {2, 8, {20, 21, 22, 23}}, {2, 9, {30, 31, 32, 33}}};
   const unsigned room = *count;
-  *type = 1;
+  *type = 0;
   *count = 3;
   if (room < 3 || !samples) return 7;
   for (unsigned i = 0; i < 3; ++i) samples[i] = kSamples[i];
