@@ -25,8 +25,9 @@ zanctl::collector::Snapshot machine(std::uint8_t seed) {
     gpu.index = index;
     gpu.state = index % 5 == 4 ? GpuState::silent : GpuState::up;
     if (gpu.state != GpuState::up) continue;
-    gpu.readings.memory = {seed * 1000ULL, 500ULL * index};
-    gpu.readings.utilization = {index * 40, index};
+    gpu.readings.memory.total = seed * 1000ULL;
+    gpu.readings.memory.used = 500ULL * index;
+    gpu.readings.utilization.sm = index * 40;
     auto& processes = gpu.readings.processes.emplace();
     for (std::uint32_t n = 0; n < seed % 6U; ++n) processes.push_back({index * 10 + n + 1, 77, ""});
     if (index == 1) gpu.readings.vgpus.push_back({3, "vm", "type", 5, {}});
