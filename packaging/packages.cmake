@@ -1,7 +1,7 @@
 # The packages that cpack makes: one of each component, as .deb and .rpm.
 set(CPACK_VERBATIM_VARIABLES ON)
 set(CPACK_GENERATOR DEB RPM)
-set(CPACK_COMPONENTS_ALL zanctl zanctl-exporter zanctl-sim)
+set(CPACK_COMPONENTS_ALL zanctl zanctl-exporter zanctl-sim zanctl-top)
 set(CPACK_COMPONENTS_GROUPING IGNORE)
 set(CPACK_PACKAGE_VENDOR "zanctl developers")
 set(CPACK_PACKAGE_CONTACT "zanctl developers <zanctl@example.invalid>")
@@ -112,5 +112,15 @@ vGPUs and with failing hardware; a description of your own is a JSON file.")
 set(CPACK_DEBIAN_ZANCTL-SIM_PACKAGE_SOURCE zanctl)
 set(CPACK_DEBIAN_ZANCTL-SIM_PACKAGE_RECOMMENDS zanctl)
 set(CPACK_DEBIAN_ZANCTL-SIM_PACKAGE_ENHANCES zanctl)
+
+describe_package(zanctl-top admin "System Environment/Base"
+  "live view of Zanthe data-centre GPUs"
+  "zantop shows the Zanthe GPUs of this machine on the whole terminal: their
+values, the history of these as graphs, and the processes that use them. It
+shows a day that the logging daemon of zanctl has written in the same way.
+
+It goes on working while a GPU hangs or is lost, and says so.")
+set(CPACK_DEBIAN_ZANCTL-TOP_PACKAGE_SOURCE zanctl)
+set(CPACK_DEBIAN_ZANCTL-TOP_PACKAGE_SUGGESTS "zanctl, zanctl-sim")
 
 include(CPack)

@@ -139,7 +139,10 @@ void drawFoot(Surface& surface, const Frame& frame, const Box& box) {
             {{restText(frame), 1, Style::value},
              {"? help", 0, Style::note},
              {"q quit", 2, Style::note},
-             {onRows ? "Tab GPUs" : "Tab processes", 3, Style::note},
+             {view.screen == Screen::gpu ? "Left Right other GPU"
+              : onRows                   ? "Tab GPUs"
+                                         : "Tab processes",
+              3, Style::note},
              {view.screen == Screen::gpu ? "Esc back" : "Enter details", 4, Style::note},
              {"/ filter", 5, Style::note},
              {"< > sort", 6, Style::note},

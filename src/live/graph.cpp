@@ -63,10 +63,12 @@ std::vector<std::string> drawGraph(std::span<const float> values, float top, int
                                    GraphKind kind) {
   const Kind& facts = kindOf(kind);
   std::vector<std::string> rows(static_cast<std::size_t>(std::max(height, 0)));
+  std::vector<int> levels(static_cast<std::size_t>(std::max(width * facts.columns, 0)));
+  for (std::size_t place = 0; place < std::min(levels.size(), values.size()); ++place) {
+    levels[place] = levelOf(values[place], top, height * facts.levels);
+  }
   const auto levelIn = [&](std::size_t place, int floor) {
-    const int level =
-        place < values.size() ? levelOf(values[place], top, height * facts.levels) : 0;
-    return std::clamp(level - floor, 0, facts.levels);
+    return std::clamp(levels[place] - floor, 0, facts.levels);
   };
   for (int row = 0; row < height; ++row) {
     const int floor = (height - 1 - row) * facts.levels;

@@ -38,7 +38,8 @@ std::int64_t wallMilliseconds() {
 Groups groupsFor(const Model& model, const View& view, bool links) {
   Groups groups = collector::defaultGroups() & ~collector::kEngines;
   // Names tell which processes serve vGPUs; else the host is asked for those on the screen.
-  groups |= model.hasVgpus() ? collector::kProcessNames : collector::kProcessList;
+  const bool names = model.hasVgpus() || model.isEmpty();
+  groups |= names ? collector::kProcessNames : collector::kProcessList;
   if (view.screen == Screen::gpu) groups |= collector::kEngines;
   if (links) groups |= collector::kLinks;
   return groups;

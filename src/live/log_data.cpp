@@ -172,11 +172,18 @@ std::size_t LogData::stretchOf(std::size_t moment, std::size_t count) const {
 std::vector<float> LogData::overview(std::size_t gpu, LogSeries series, std::size_t count) const {
   std::vector<float> stretches(count, kNoValue);
   if (gpu >= values_.size()) return stretches;
-  for (std::size_t moment = 0; moment < values_[gpu].size(); ++moment) {
+  for (std::size_t moment = 0; moment < values_[gpu].size() && count > 0; ++moment) {
     const float here = value(gpu, series, moment);
-    if (!isKnown(here) || count == 0) continue;
-    float& stretch = stretches[stretchOf(moment, count)];
-    stretch = isKnown(stretch) ? std::max(stretch, here) : here;
+    if (!isKnown(here)) continue;
+    // A value holds until the next sample, unless that is too far away to say so.
+    constexpr TimeOfDay kLongestPause = 20 * 60;
+    const bool goesOn = moment + 1 < moments_.size() && moments_[moment + 1] > moments_[moment] &&
+                        moments_[moment + 1] - moments_[moment] <= kLongestPause;
+    const std::size_t first = stretchOf(moment, count);
+    const std::size_t end = goesOn ? stretchOf(moment + 1, count) : first;
+    for (std::size_t at = first; at < std::max(end, first + 1); ++at) {
+      stretches[at] = isKnown(stretches[at]) ? std::max(stretches[at], here) : here;
+    }
   }
   return stretches;
 }

@@ -15,6 +15,8 @@ int widthOf(const Utf8Character& character) {
   if (!character.valid || isBidirectionalOverride(character.codePoint)) return -1;
   if (character.codePoint < 0x80)
     return character.codePoint >= 0x20 && character.codePoint < 0x7F ? 1 : -1;
+  // Lines, blocks and braille are most of what is drawn.
+  if (character.codePoint >= 0x2500 && character.codePoint < 0x2900) return 1;
   return wcwidth(static_cast<wchar_t>(character.codePoint));
 }
 

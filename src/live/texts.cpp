@@ -23,6 +23,7 @@ constexpr float kUsualTop = 100;             // C, without a threshold
 }  // namespace
 
 std::string bytesText(std::uint64_t bytes) {
+  if (bytes == 0) return "0";
   if (bytes < kMiB) return fmt::format("{}K", bytes / kKiB);
   if (bytes < kGiB) return fmt::format("{}M", bytes / kMiB);
   return fmt::format("{:.1f}G", static_cast<double>(bytes) / static_cast<double>(kGiB));

@@ -157,6 +157,13 @@ Request help(View& view) {
   return Request::none;
 }
 
+// What only its own screen shows of a GPU is to be read.
+Request openOrClose(View& view) {
+  if (view.screen != Screen::overview) return back(view);
+  view.screen = Screen::gpu;
+  return Request::round;
+}
+
 struct Command {
   KeyCode code;
   char32_t character;
@@ -191,10 +198,7 @@ constexpr std::array kCommands = std::to_array<Command>({
     {KeyCode::end, 'G', kLast},
     {KeyCode::tab, '\t', kOther},
     {KeyCode::backTab, 0, kOther},
-    {KeyCode::enter, '\r',
-     ZANTOP_DO(if (view.screen == Screen::help) return back(view);
-               view.screen = view.screen == Screen::gpu ? Screen::overview : Screen::gpu;
-               return Request::none)},
+    {KeyCode::enter, '\r', ZANTOP_DO(return openOrClose(view))},
     {KeyCode::escape, 27, ZANTOP_DO(return back(view))},
     {KeyCode::backspace, 0, ZANTOP_DO(return back(view))},
     {KeyCode::wheelUp, 0, kUp},
