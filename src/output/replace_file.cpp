@@ -53,7 +53,7 @@ std::string replaceFile(const std::string& path, std::string_view text) {
   const int file = mkostemp(temporary.data(), O_CLOEXEC);
   if (file < 0) return failure();
   if (!fillAndClose(file, text) || std::rename(temporary.c_str(), path.c_str()) != 0) {
-    const std::string problem = failure();
+    std::string problem = failure();
     unlink(temporary.c_str());
     return problem;
   }
