@@ -220,8 +220,6 @@ TEST_F(Rounds, goOnBesideOtherWork) {
   collector.startRound({.groups = 0, .deadline = 5s, .onGpu = [&](const Gpu& gpu) {
                           arrived += std::to_string(gpu.index);
                         }});
-  EXPECT_TRUE(collector.isRunning());
-  EXPECT_EQ(arrived, "");
   EXPECT_EQ(collector.takeRound({}).gpuCount, 4U) << "a round that runs goes on";
   EXPECT_EQ(arrived, "0123");
 }
