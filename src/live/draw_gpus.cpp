@@ -135,14 +135,16 @@ void drawTitle(Surface& surface, const Frame& frame, const Box& box, std::size_t
   const std::string mark = place == frame.view.gpu ? ">" : " ";
   int x = surface.put(box.x, box.y,
                       fmt::format("{}{} {}", mark, entry.index, nameText(entry.readings)), style);
-  x = surface.put(x + 1, box.y, identity.pciBusId.value_or(std::string(kNotAvailable)), Style::dim);
+  x = surface.put(x, box.y,
+                  fmt::format(" {} ", identity.pciBusId.value_or(std::string(kNotAvailable))),
+                  Style::dim);
   if (entry.condition != GpuCondition::up) {
-    surface.put(x + 1, box.y, conditionText(entry), Style::bad);
+    surface.put(x, box.y, conditionText(entry) + " ", Style::bad);
     return;
   }
   for (const Remark& remark : remarksOn(entry.readings)) {
     if (x + 1 + cellsOf(remark.text) > box.right()) break;
-    x = surface.put(x + 1, box.y, remark.text, remark.style);
+    x = surface.put(x, box.y, remark.text + " ", remark.style);
   }
 }
 

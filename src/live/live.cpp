@@ -67,13 +67,15 @@ class Live {
   void say(const std::string& note) { view_.note = note; }
 
   void run() {
+    bool changed = true;
     while (!terminal_.isOver() && !finished_) {
       proceed();
-      draw();
-      terminal_.wait(collector_.descriptor(), patience());
+      if (changed || terminal_.size() != drawnSize_) draw();
+      // Each GPU's answer wakes the collector, and nobody sees it before the round ends.
+      const bool ready = terminal_.wait(collector_.descriptor(), patience());
       collector_.proceed();
-      takeRound();
-      takeKeys();
+      changed = takeRound() || !ready;
+      changed = takeKeys() || changed;
     }
   }
 
@@ -94,13 +96,14 @@ class Live {
     takeRound();
   }
 
-  void takeRound() {
-    if (collector_.isRunning() || !started_) return;
+  bool takeRound() {
+    if (collector_.isRunning() || !started_) return false;
     started_ = false;
     host_.nextRound();
     model_.take(collector_.snapshot());
     ++rounds_;
     if (options_.count > 0 && rounds_ >= options_.count) finished_ = true;
+    return true;
   }
 
   // Until the next round; while one is late, until its age reads otherwise.
@@ -129,16 +132,20 @@ class Live {
 
   void draw() {
     const Frame frame = prepare();
+    drawnSize_ = frame.size;
     terminal_.begin(view_.settings.theme);
     drawFrame(terminal_, frame);
     terminal_.show();
   }
 
-  void takeKeys() {
+  bool takeKeys() {
+    bool any = false;
     while (const auto key = terminal_.key()) {
+      any = true;
       const Frame frame = prepare();
       serve(press(view_, *key, surroundingsOf(frame, host_)));
     }
+    return any;
   }
 
   void serve(Request request) {
@@ -178,6 +185,7 @@ class Live {
   View view_;
   ProcFiles host_;
   Circumstances circumstances_;
+  Size drawnSize_;
   Clock::time_point nextRound_{Clock::now()};
   std::uint64_t rounds_ = 0;
   bool started_ = false;  // a round whose snapshot is still to be taken
