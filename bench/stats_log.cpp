@@ -5,10 +5,10 @@
 //
 // The directory is left with the day's log, "dmon-2026-03-07", for whoever wants to compare.
 #include "bench/usage.h"
-#include "daemon/line_reader.h"
 #include "daemon/playback.h"
 #include "daemon/sampling.h"
 #include "device/session.h"
+#include "stats_log/line_reader.h"
 
 #include <fmt/format.h>
 

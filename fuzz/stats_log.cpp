@@ -2,8 +2,8 @@
 // byte tells whether the file begins with so many headers that the rest crosses the reader's block.
 #include "daemon/stats_log.h"
 
-#include "daemon/line_reader.h"
 #include "daemon/playback.h"
+#include "stats_log/line_reader.h"
 #include "target.h"
 
 #include <filesystem>

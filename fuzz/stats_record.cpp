@@ -1,7 +1,10 @@
 // A line of the stats log, read and written.
-#include "daemon/line_reader.h"
-#include "daemon/stats_format.h"
+#include "stats_log/line_reader.h"
+#include "stats_log/stats_format.h"
 #include "target.h"
+
+#include <algorithm>
+#include <array>
 
 #include <fmt/format.h>
 

@@ -1,7 +1,7 @@
 # The packages that cpack makes: one of each component, as .deb and .rpm.
 set(CPACK_VERBATIM_VARIABLES ON)
 set(CPACK_GENERATOR DEB RPM)
-set(CPACK_COMPONENTS_ALL zanctl zanctl-sim)
+set(CPACK_COMPONENTS_ALL zanctl zanctl-exporter zanctl-sim zanctl-top)
 set(CPACK_COMPONENTS_GROUPING IGNORE)
 set(CPACK_PACKAGE_VENDOR "zanctl developers")
 set(CPACK_PACKAGE_CONTACT "zanctl developers <zanctl@example.invalid>")
@@ -39,8 +39,8 @@ Recommends: zanctl
 %endif")
 # The directories that belong to others.
 set(CPACK_RPM_EXCLUDE_FROM_AUTO_FILELIST_ADDITION "")
-foreach(directory ${ZANCTL_UNITDIR} ${CMAKE_INSTALL_MANDIR}/man1
-    ${CMAKE_INSTALL_MANDIR}/man5 ${CMAKE_INSTALL_LIBDIR}
+foreach(directory ${ZANCTL_UNITDIR} ${ZANCTL_SYSUSERSDIR} ${CMAKE_INSTALL_MANDIR}/man1
+    ${CMAKE_INSTALL_MANDIR}/man5 ${CMAKE_INSTALL_MANDIR}/man8 ${CMAKE_INSTALL_LIBDIR}
     ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
     ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions ${CMAKE_INSTALL_DATADIR}/zsh/site-functions
     ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
@@ -84,6 +84,23 @@ set(CPACK_RPM_zanctl_POST_INSTALL_SCRIPT_FILE ${scripts}/post)
 set(CPACK_RPM_zanctl_PRE_UNINSTALL_SCRIPT_FILE ${scripts}/preun)
 set(CPACK_RPM_zanctl_POST_UNINSTALL_SCRIPT_FILE ${scripts}/postun)
 
+describe_package(zanctl-exporter net "System Environment/Daemons"
+  "metrics of Zanthe data-centre GPUs for Prometheus"
+  "zanctl-exporter serves what the Zanthe GPUs of this machine report as metrics
+over HTTP, or writes them into a file for the collector of such files.
+
+It goes on serving while a GPU or the management library hangs, and says so.")
+set(CPACK_DEBIAN_ZANCTL-EXPORTER_PACKAGE_SOURCE zanctl)
+set(CPACK_DEBIAN_ZANCTL-EXPORTER_PACKAGE_SUGGESTS zanctl)
+set(CPACK_DEBIAN_ZANCTL-EXPORTER_PACKAGE_RECOMMENDS systemd)
+set(scripts ${CMAKE_CURRENT_SOURCE_DIR}/deb/zanctl-exporter)
+set(CPACK_DEBIAN_ZANCTL-EXPORTER_PACKAGE_CONTROL_EXTRA
+  ${scripts}/postinst ${scripts}/prerm ${scripts}/postrm)
+set(scripts ${CMAKE_CURRENT_SOURCE_DIR}/rpm/zanctl-exporter)
+set(CPACK_RPM_zanctl-exporter_POST_INSTALL_SCRIPT_FILE ${scripts}/post)
+set(CPACK_RPM_zanctl-exporter_PRE_UNINSTALL_SCRIPT_FILE ${scripts}/preun)
+set(CPACK_RPM_zanctl-exporter_POST_UNINSTALL_SCRIPT_FILE ${scripts}/postun)
+
 describe_package(zanctl-sim devel "Development/Tools"
   "simulated machine with Zanthe data-centre GPUs"
   "zansim runs any command on a simulated machine: with a management library,
@@ -95,5 +112,15 @@ vGPUs and with failing hardware; a description of your own is a JSON file.")
 set(CPACK_DEBIAN_ZANCTL-SIM_PACKAGE_SOURCE zanctl)
 set(CPACK_DEBIAN_ZANCTL-SIM_PACKAGE_RECOMMENDS zanctl)
 set(CPACK_DEBIAN_ZANCTL-SIM_PACKAGE_ENHANCES zanctl)
+
+describe_package(zanctl-top admin "System Environment/Base"
+  "live view of Zanthe data-centre GPUs"
+  "zantop shows the Zanthe GPUs of this machine on the whole terminal: their
+values, the history of these as graphs, and the processes that use them. It
+shows a day that the logging daemon of zanctl has written in the same way.
+
+It goes on working while a GPU hangs or is lost, and says so.")
+set(CPACK_DEBIAN_ZANCTL-TOP_PACKAGE_SOURCE zanctl)
+set(CPACK_DEBIAN_ZANCTL-TOP_PACKAGE_SUGGESTS "zanctl, zanctl-sim")
 
 include(CPack)

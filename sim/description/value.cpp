@@ -141,8 +141,9 @@ std::string shown(const Value& value) {
         if constexpr (std::is_constructible_v<Json, Type>) return dumped(Json(data));
       },
       value.data);
-  if (text.size() > kLongest) text = text.substr(0, kLongest) + "...";
-  return text;
+  if (text.size() <= kLongest) return text;
+  text.resize(kLongest);
+  return text.append("...");
 }
 
 }  // namespace zansim

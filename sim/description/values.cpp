@@ -314,7 +314,7 @@ void readCpuList(const Node& node, std::vector<unsigned>& cpus) {
 }
 
 std::string listed(std::vector<std::string> words) {
-  for (std::string& word : words) word = '"' + word + '"';
+  for (std::string& word : words) word = fmt::format("\"{}\"", word);
   const std::string last = words.back();
   words.pop_back();
   return fmt::format("{} or {}", fmt::join(words, ", "), last);

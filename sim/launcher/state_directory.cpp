@@ -91,7 +91,7 @@ void expectOwn(int directory, const std::string& path) {
   }
   if (holdsState(directory)) return;
   std::set<std::string> names = namesIn(directory);
-  names.erase(kStateDraftName);
+  if (holdsUnfinishedState(directory)) names.erase(kStateDraftName);
   if (!names.empty()) {
     throw std::runtime_error(path + ": neither empty nor the state of a simulated machine");
   }

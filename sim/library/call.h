@@ -17,23 +17,31 @@ struct Call {
   const Host& host() const { return machine.host(); }
 };
 
+// An answer is given by writing to the caller's memory; whatever keeps it from being given is
+// thrown as a return code.
+inline void expectSuccess(nvmlReturn_t code) {
+  if (code != NVML_SUCCESS) throw code;
+}
+
 template <typename Answer>
 nvmlReturn_t guarded(Answer answer) noexcept {
   try {
-    return answer();
+    answer();
+    return NVML_SUCCESS;
+  } catch (const nvmlReturn_t& code) {
+    return code;
   } catch (...) {
     return NVML_ERROR_UNKNOWN;
   }
 }
 
-// `answer(session)` gives the code.
 template <typename Answer>
 nvmlReturn_t tracedCall(Operation operation, TraceArguments given, Answer answer) noexcept {
   return guarded([&] {
     Session& session = Session::ofProcess();
-    const nvmlReturn_t code = guarded([&] { return answer(session); });
+    const nvmlReturn_t code = guarded([&] { answer(session); });
     if (!session.tracePath().empty()) writeTrace(session.tracePath(), operation, given, code);
-    return code;
+    expectSuccess(code);
   });
 }
 
@@ -41,21 +49,21 @@ nvmlReturn_t tracedCall(Operation operation, TraceArguments given, Answer answer
 template <typename Answer>
 nvmlReturn_t sessionCall(Operation operation, TraceArguments given, Answer answer) noexcept {
   return tracedCall(operation, given, [&](Session& session) {
-    if (!session.isOpen()) return NVML_ERROR_UNINITIALIZED;
+    if (!session.isOpen()) throw NVML_ERROR_UNINITIALIZED;
     session.refresh();
-    return answer(session);
+    answer(session);
   });
 }
 
 // An operation on the GPU `index`, whose handle or instance has been found.
 template <typename Answer>
-nvmlReturn_t answerOn(Session& session, Operation operation, unsigned index, Answer answer) {
+void answerOn(Session& session, Operation operation, unsigned index, Answer answer) {
   const FaultOutcome outcome = session.befall(operation, index);
-  if (outcome.code != NVML_SUCCESS) return outcome.code;
+  expectSuccess(outcome.code);
   const Machine& machine = session.machine();
   // An edited description may have fewer GPUs than there were.
-  if (index >= machine.gpuCount()) return NVML_ERROR_GPU_IS_LOST;
-  return answer(Call{session, machine, index, &machine.host().gpus[index], outcome});
+  if (index >= machine.gpuCount()) throw NVML_ERROR_GPU_IS_LOST;
+  answer(Call{session, machine, index, &machine.host().gpus[index], outcome});
 }
 
 template <typename Answer>
@@ -63,8 +71,8 @@ nvmlReturn_t onGpu(Operation operation, nvmlDevice_t device, TraceArguments give
                    Answer answer) noexcept {
   return sessionCall(operation, given, [&](Session& session) {
     const std::optional<unsigned> index = session.gpuOf(device);
-    if (!index) return NVML_ERROR_INVALID_ARGUMENT;
-    return answerOn(session, operation, *index, answer);
+    if (!index) throw NVML_ERROR_INVALID_ARGUMENT;
+    answerOn(session, operation, *index, answer);
   });
 }
 
@@ -72,8 +80,8 @@ template <typename Answer>
 nvmlReturn_t onMachine(Operation operation, TraceArguments given, Answer answer) noexcept {
   return sessionCall(operation, given, [&](Session& session) {
     const FaultOutcome outcome = session.befall(operation, kNoGpu);
-    if (outcome.code != NVML_SUCCESS) return outcome.code;
-    return answer(Call{.session = session, .machine = session.machine(), .outcome = outcome});
+    expectSuccess(outcome.code);
+    answer(Call{.session = session, .machine = session.machine(), .outcome = outcome});
   });
 }
 
@@ -83,9 +91,9 @@ nvmlReturn_t onInstance(Operation operation, nvmlVgpuInstance_t id, TraceArgumen
                         Answer answer) noexcept {
   return sessionCall(operation, given, [&](Session& session) {
     const InstancePlace* const place = session.machine().findInstance(id);
-    if (place == nullptr) return NVML_ERROR_INVALID_ARGUMENT;
-    return answerOn(session, operation, place->gpu,
-                    [&](const Call& call) { return answer(call, *place->instance); });
+    if (place == nullptr) throw NVML_ERROR_INVALID_ARGUMENT;
+    answerOn(session, operation, place->gpu,
+             [&](const Call& call) { answer(call, *place->instance); });
   });
 }
 

@@ -17,16 +17,13 @@ unsigned long long lastSampleTime() {
 }
 
 unsigned figure(const NumberSource& source, unsigned owner) {
-  unsigned long long value = 0;
-  readSource(source, owner, value);
-  return static_cast<unsigned>(value);
+  return static_cast<unsigned>(valueOf(source, owner));
 }
 
-nvmlReturn_t writeIds(const Call& call, const std::vector<unsigned>& ids, unsigned int* count,
-                      unsigned int* target) {
-  const nvmlReturn_t code = call.gpu->vgpu.code;
-  if (code != NVML_SUCCESS) return code;
-  return writeList(call, ids.size(), count, target, [&](std::size_t i) { return ids[i]; });
+void writeIds(const Call& call, const std::vector<unsigned>& ids, unsigned int* count,
+              unsigned int* target) {
+  expectSuccess(call.gpu->vgpu.code);
+  writeList(call, ids.size(), count, target, [&](std::size_t i) { return ids[i]; });
 }
 
 struct InstanceAndProcess {
@@ -63,14 +60,17 @@ nvmlVgpuInstanceUtilizationSample_t instanceSample(const VgpuInstance& instance,
   return sample;
 }
 
+const VgpuType& typeOf(const Call& call, nvmlVgpuTypeId_t id) {
+  const VgpuType* const type = call.machine.findType(id);
+  if (type == nullptr) throw NVML_ERROR_INVALID_ARGUMENT;
+  return *type;
+}
+
 // An operation on a vGPU type.
 template <typename Answer>
 nvmlReturn_t onType(Operation operation, nvmlVgpuTypeId_t id, TraceArguments given,
                     Answer answer) noexcept {
-  return onMachine(operation, given, [&](const Call& call) {
-    const VgpuType* const type = call.machine.findType(id);
-    return type == nullptr ? NVML_ERROR_INVALID_ARGUMENT : answer(*type);
-  });
+  return onMachine(operation, given, [&](const Call& call) { answer(typeOf(call, id)); });
 }
 
 }  // namespace
@@ -79,24 +79,22 @@ nvmlReturn_t nvmlDeviceGetActiveVgpus(nvmlDevice_t device, unsigned int* count,
                                       nvmlVgpuInstance_t* instances) {
   return onGpu(Operation::nvmlDeviceGetActiveVgpus, device, {device, count}, [&](const Call& call) {
     const Vgpu& vgpu = call.gpu->vgpu;
-    if (vgpu.code != NVML_SUCCESS) return vgpu.code;
-    return writeList(call, vgpu.instances.size(), count, instances,
-                     [&](std::size_t i) { return vgpu.instances[i].id; });
+    expectSuccess(vgpu.code);
+    writeList(call, vgpu.instances.size(), count, instances,
+              [&](std::size_t i) { return vgpu.instances[i].id; });
   });
 }
 
 nvmlReturn_t nvmlDeviceGetSupportedVgpus(nvmlDevice_t device, unsigned int* count,
                                          nvmlVgpuTypeId_t* types) {
-  return onGpu(
-      Operation::nvmlDeviceGetSupportedVgpus, device, {device, count},
-      [&](const Call& call) { return writeIds(call, call.gpu->vgpu.supported, count, types); });
+  return onGpu(Operation::nvmlDeviceGetSupportedVgpus, device, {device, count},
+               [&](const Call& call) { writeIds(call, call.gpu->vgpu.supported, count, types); });
 }
 
 nvmlReturn_t nvmlDeviceGetCreatableVgpus(nvmlDevice_t device, unsigned int* count,
                                          nvmlVgpuTypeId_t* types) {
-  return onGpu(
-      Operation::nvmlDeviceGetCreatableVgpus, device, {device, count},
-      [&](const Call& call) { return writeIds(call, call.gpu->vgpu.creatable, count, types); });
+  return onGpu(Operation::nvmlDeviceGetCreatableVgpus, device, {device, count},
+               [&](const Call& call) { writeIds(call, call.gpu->vgpu.creatable, count, types); });
 }
 
 nvmlReturn_t nvmlDeviceGetVgpuUtilization(nvmlDevice_t device, unsigned long long lastSeenTimeStamp,
@@ -105,16 +103,16 @@ nvmlReturn_t nvmlDeviceGetVgpuUtilization(nvmlDevice_t device, unsigned long lon
   return onGpu(Operation::nvmlDeviceGetVgpuUtilization, device, {device, lastSeenTimeStamp, count},
                [&](const Call& call) {
                  const Vgpu& vgpu = call.gpu->vgpu;
-                 if (valueType == nullptr) return NVML_ERROR_INVALID_ARGUMENT;
-                 if (vgpu.code != NVML_SUCCESS) return vgpu.code;
+                 required(valueType);
+                 expectSuccess(vgpu.code);
                  const unsigned long long time = lastSampleTime();
                  std::vector<const VgpuInstance*> sampled;
                  for (const VgpuInstance& instance : vgpu.instances) {
                    if (instance.sample && time > lastSeenTimeStamp) sampled.push_back(&instance);
                  }
                  *valueType = NVML_VALUE_TYPE_UNSIGNED_INT;
-                 return writeList(call, sampled.size(), count, samples,
-                                  [&](std::size_t i) { return instanceSample(*sampled[i], time); });
+                 writeList(call, sampled.size(), count, samples,
+                           [&](std::size_t i) { return instanceSample(*sampled[i], time); });
                });
 }
 
@@ -125,7 +123,7 @@ nvmlReturn_t nvmlDeviceGetVgpuProcessUtilization(nvmlDevice_t device,
   return onGpu(Operation::nvmlDeviceGetVgpuProcessUtilization, device,
                {device, lastSeenTimeStamp, count}, [&](const Call& call) {
                  const Vgpu& vgpu = call.gpu->vgpu;
-                 if (vgpu.code != NVML_SUCCESS) return vgpu.code;
+                 expectSuccess(vgpu.code);
                  const unsigned long long time = lastSampleTime();
                  std::vector<InstanceAndProcess> sampled;
                  for (const VgpuInstance& instance : vgpu.instances) {
@@ -134,8 +132,8 @@ nvmlReturn_t nvmlDeviceGetVgpuProcessUtilization(nvmlDevice_t device,
                      sampled.push_back({&instance, &process});
                    }
                  }
-                 return writeList(call, sampled.size(), count, samples,
-                                  [&](std::size_t i) { return processSample(sampled[i], time); });
+                 writeList(call, sampled.size(), count, samples,
+                           [&](std::size_t i) { return processSample(sampled[i], time); });
                });
 }
 
@@ -143,7 +141,7 @@ nvmlReturn_t nvmlDeviceGetVgpuProcessUtilization(nvmlDevice_t device,
   nvmlReturn_t operation(nvmlVgpuInstance_t id, char* text, unsigned int length) { \
     return onInstance(Operation::operation, id, {id, length},                      \
                       [&](const Call&, const VgpuInstance& instance) {             \
-                        return writeText(instance.member, text, length);           \
+                        writeText(instance.member, text, length);                  \
                       });                                                          \
   }
 
@@ -156,73 +154,67 @@ nvmlReturn_t nvmlVgpuInstanceGetVmID(nvmlVgpuInstance_t id, char* vmId, unsigned
                                      nvmlVgpuVmIdType_t* type) {
   return onInstance(Operation::nvmlVgpuInstanceGetVmID, id, {id, size},
                     [&](const Call&, const VgpuInstance& instance) {
-                      if (type == nullptr) return NVML_ERROR_INVALID_ARGUMENT;
-                      const nvmlReturn_t code = writeText(instance.vmUuid, vmId, size);
-                      if (code == NVML_SUCCESS) *type = NVML_VGPU_VM_ID_UUID;
-                      return code;
+                      required(type);
+                      writeText(instance.vmUuid, vmId, size);
+                      *type = NVML_VGPU_VM_ID_UUID;
                     });
 }
 
 nvmlReturn_t nvmlVgpuInstanceGetType(nvmlVgpuInstance_t id, nvmlVgpuTypeId_t* type) {
-  return onInstance(Operation::nvmlVgpuInstanceGetType, id, {id},
-                    [&](const Call&, const VgpuInstance& instance) {
-                      if (type == nullptr) return NVML_ERROR_INVALID_ARGUMENT;
-                      *type = instance.type;
-                      return NVML_SUCCESS;
-                    });
+  return onInstance(
+      Operation::nvmlVgpuInstanceGetType, id, {id},
+      [&](const Call&, const VgpuInstance& instance) { required(type) = instance.type; });
 }
 
 nvmlReturn_t nvmlVgpuInstanceGetEccMode(nvmlVgpuInstance_t id, nvmlEnableState_t* mode) {
   return onInstance(Operation::nvmlVgpuInstanceGetEccMode, id, {id},
                     [&](const Call&, const VgpuInstance& instance) {
-                      return writeSource(instance.ecc, instance.id, mode);
+                      writeValue(valueOf(instance.ecc, instance.id), mode);
                     });
 }
 
 nvmlReturn_t nvmlVgpuInstanceGetGpuPciId(nvmlVgpuInstance_t id, char* text, unsigned int* length) {
   return onInstance(Operation::nvmlVgpuInstanceGetGpuPciId, id, {id, length},
                     [&](const Call& call, const VgpuInstance&) {
-                      return writeSizedText((*call.gpu)[Text("pci/bus_id")], text, length);
+                      writeSizedText((*call.gpu)[Text("pci/bus_id")], text, length);
                     });
 }
 
 nvmlReturn_t nvmlVgpuInstanceGetFbUsage(nvmlVgpuInstance_t id, unsigned long long* bytes) {
   return onInstance(Operation::nvmlVgpuInstanceGetFbUsage, id, {id},
                     [&](const Call&, const VgpuInstance& instance) {
-                      return writeSource(instance.framebufferUsed, instance.id, bytes);
+                      writeValue(valueOf(instance.framebufferUsed, instance.id), bytes);
                     });
 }
 
 nvmlReturn_t nvmlVgpuTypeGetName(nvmlVgpuTypeId_t id, char* text, unsigned int* size) {
   return onType(Operation::nvmlVgpuTypeGetName, id, {id, size},
-                [&](const VgpuType& type) { return writeSizedText(type.name, text, size); });
+                [&](const VgpuType& type) { writeSizedText(type.name, text, size); });
 }
 
 nvmlReturn_t nvmlVgpuTypeGetClass(nvmlVgpuTypeId_t id, char* text, unsigned int* size) {
   return onType(Operation::nvmlVgpuTypeGetClass, id, {id, size},
-                [&](const VgpuType& type) { return writeSizedText(type.typeClass, text, size); });
+                [&](const VgpuType& type) { writeSizedText(type.typeClass, text, size); });
 }
 
 nvmlReturn_t nvmlVgpuTypeGetFramebufferSize(nvmlVgpuTypeId_t id, unsigned long long* bytes) {
   return onType(Operation::nvmlVgpuTypeGetFramebufferSize, id, {id}, [&](const VgpuType& type) {
-    return writeSource(type.framebuffer, type.id, bytes);
+    writeValue(valueOf(type.framebuffer, type.id), bytes);
   });
 }
 
 nvmlReturn_t nvmlVgpuTypeGetDeviceID(nvmlVgpuTypeId_t id, unsigned long long* deviceId,
                                      unsigned long long* subsystemId) {
   return onType(Operation::nvmlVgpuTypeGetDeviceID, id, {id}, [&](const VgpuType& type) {
-    if (subsystemId == nullptr) return NVML_ERROR_INVALID_ARGUMENT;
-    const nvmlReturn_t code = writeSource(type.deviceId, type.id, deviceId);
-    return code == NVML_SUCCESS ? writeSource(type.subsystemId, type.id, subsystemId) : code;
+    const std::uint64_t device = valueOf(type.deviceId, type.id);
+    writeValue(valueOf(type.subsystemId, type.id), subsystemId);
+    writeValue(device, deviceId);
   });
 }
 
 nvmlReturn_t nvmlVgpuTypeGetMaxInstances(nvmlDevice_t device, nvmlVgpuTypeId_t id,
                                          unsigned int* count) {
   return onGpu(Operation::nvmlVgpuTypeGetMaxInstances, device, {device, id}, [&](const Call& call) {
-    const VgpuType* const type = call.machine.findType(id);
-    if (type == nullptr) return NVML_ERROR_INVALID_ARGUMENT;
-    return writeSource(type->maxInstances, type->id, count);
+    writeValue(valueOf(typeOf(call, id).maxInstances, id), count);
   });
 }

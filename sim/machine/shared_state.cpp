@@ -51,6 +51,16 @@ bool holdsState(int directory) {
   return file.number() >= 0 && isState(file);
 }
 
+bool holdsUnfinishedState(int directory) {
+  const Descriptor file = openState(directory, kStateDraftName);
+  struct stat status = {};
+  std::uint64_t magic = 0;
+  if (fstat(file.number(), &status) != 0 || !S_ISREG(status.st_mode)) return false;
+  return status.st_size == 0 || (status.st_size == sizeof(MachineState) &&
+                                 pread(file.number(), &magic, sizeof magic, 0) == sizeof magic &&
+                                 (magic == 0 || magic == kStateMagic));
+}
+
 void createState(int directory, Time origin) {
   // Under its name it is always whole.
   unlinkat(directory, kStateDraftName, 0);

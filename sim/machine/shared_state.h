@@ -30,6 +30,9 @@ class SharedState {
 // Whether the open directory holds a state, followed through no link.
 bool holdsState(int directory);
 
+// Whether the directory holds what a creation that came to a sudden end has left.
+bool holdsUnfinishedState(int directory);
+
 // Creates the state of a machine that starts at `origin`. Whoever calls it has locked the
 // directory. Throws std::runtime_error.
 void createState(int directory, Time origin);

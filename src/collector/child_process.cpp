@@ -1,12 +1,14 @@
 #include "collector/child_process.h"
 
 #include "collector/child.h"
+#include "collector/wakeup.h"
 
 #include <array>
 #include <cerrno>
 #include <csignal>
 
 #include <fcntl.h>
+#include <sched.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
@@ -18,8 +20,7 @@ namespace zanctl::collector {
 namespace {
 
 constexpr int kSocket = STDERR_FILENO + 1;  // the child's, and its highest descriptor
-constexpr useconds_t kPatienceMicroseconds = 1000;
-constexpr int kPatience = 300;
+constexpr Moment kPatience{300};
 
 // Nothing of the parent's is the library's business: neither its descriptors nor its signals.
 void isolate(int socket, LibraryMessages messages) {
@@ -55,7 +56,9 @@ void isolate(int socket, LibraryMessages messages) {
 
 ChildProcess::~ChildProcess() {
   kill();
-  for (int wait = 0; wait < kPatience && !isGone(); ++wait) usleep(kPatienceMicroseconds);
+  // It is gone in no time, or else will be long in the kernel.
+  const Moment limit = now() + kPatience;
+  while (!isGone() && now() < limit) sched_yield();
 }
 
 bool ChildProcess::start() {

@@ -4,8 +4,6 @@
 #include "control/reset_marker.h"
 #include "device/controller.h"
 
-#include <algorithm>
-#include <array>
 #include <ostream>
 #include <string_view>
 
@@ -27,12 +25,11 @@ extern "C" void refuseTermination(int /*signal*/) {
   [[maybe_unused]] const ssize_t written = write(STDOUT_FILENO, kNotice.data(), kNotice.size());
 }
 
-// A reset cut short leaves the cards unusable, so whatever can be sent is refused or ignored. The
-// signals of a crash keep their meaning.
+// A reset cut short leaves the cards unusable, so whatever can be sent is refused or ignored. A
+// crash still ends the process: neither the kernel nor abort() lets it be ignored.
 void makeUninterruptible() {
-  constexpr std::array kKept = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGTRAP, SIGSYS, SIGCHLD};
   for (int number = 1; number <= SIGRTMAX; ++number) {
-    if (std::find(kKept.begin(), kKept.end(), number) == kKept.end()) signal(number, SIG_IGN);
+    if (number != SIGCHLD) signal(number, SIG_IGN);
   }
   for (const int refused : {SIGQUIT, SIGINT, SIGTERM}) signal(refused, refuseTermination);
 }

@@ -1,8 +1,8 @@
 // Which lines of a stats log a replay shows, and when it pauses before one.
 #pragma once
 
-#include "daemon/stats_format.h"
 #include "device/selection.h"
+#include "stats_log/stats_format.h"
 
 #include <optional>
 #include <set>

@@ -1,9 +1,9 @@
 #include "daemon/replay.h"
 
 #include "daemon/device_list.h"
-#include "daemon/line_reader.h"
 #include "daemon/playback.h"
 #include "device/descriptor.h"
+#include "stats_log/line_reader.h"
 
 #include <ostream>
 

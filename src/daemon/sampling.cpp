@@ -1,9 +1,9 @@
 #include "daemon/sampling.h"
 
-#include "daemon/stats_format.h"
 #include "device/board_power.h"
 #include "device/readers.h"
 #include "device/time.h"
+#include "stats_log/stats_format.h"
 
 #include <fmt/format.h>
 

@@ -1,7 +1,7 @@
 #include "daemon/stats_log.h"
 
-#include "daemon/stats_format.h"
 #include "output/log_file.h"
+#include "stats_log/stats_format.h"
 
 #include <cerrno>
 #include <utility>

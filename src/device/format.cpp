@@ -56,9 +56,7 @@ std::string hexText(std::uint64_t value, std::size_t digits) {
 }
 
 std::string busIdText(const nvmlPciInfo_t& pci) {
-  std::string text = hexText(pci.domain, 8);
-  text.append(":").append(hexText(pci.bus, 2)).append(":").append(hexText(pci.device, 2));
-  return text.append(".0");
+  return hexText(pci.domain, 8) + ':' + hexText(pci.bus, 2) + ':' + hexText(pci.device, 2) + ".0";
 }
 
 }  // namespace zanctl

@@ -1,40 +1,15 @@
 #include "exporter/families.h"
 
 #include "exporter/labels.h"
-#include "exporter/version.h"
+#include "exporter/other_series.h"
+#include "exporter/values.h"
 
 #include <fmt/format.h>
-
-#include <array>
-#include <set>
 
 namespace zanctl::exporter {
 namespace {
 
 using namespace collector;
-using Value = std::optional<double>;
-
-constexpr double kHertzPerMegahertz = 1e6;
-constexpr double kNanosecondsPerSecond = 1e9;
-constexpr double kBytesPerKilobyte = 1000;
-constexpr double kPercent = 100;
-
-template <typename Figure>
-Value plain(const std::optional<Figure>& figure) {
-  return figure ? Value(static_cast<double>(*figure)) : std::nullopt;
-}
-
-template <typename Figure>
-Value times(const std::optional<Figure>& figure, double factor) {
-  return figure ? Value(static_cast<double>(*figure) * factor) : std::nullopt;
-}
-
-// A division, since 0.01 is not a number that doubles can hold.
-template <typename Figure>
-Value over(const std::optional<Figure>& figure, double divisor) {
-  return figure ? Value(static_cast<double>(*figure) / divisor) : std::nullopt;
-}
-
 // A lambda of the readings `r`.
 #define ZANCTL_VALUE(expression) [](const Readings& r) -> Value { return expression; }
 
@@ -100,161 +75,13 @@ constexpr GpuSeries kProcessCount[] = {{"", ZANCTL_VALUE(plain(r.processCount))}
 constexpr GpuSeries kVgpuCount[] = {{"", ZANCTL_VALUE(plain(r.vgpuCount))}};
 #undef ZANCTL_VALUE
 
-// Calls `show(readings, labels)` for each GPU that is up.
-void forEachGpu(const Scrape& scrape, auto show) {
-  const auto& gpus = scrape.snapshot().gpus;
-  for (std::size_t n = 0; n < gpus.size(); ++n) {
-    if (gpus[n].state == GpuState::up) show(gpus[n].readings, scrape.gpuLabels(n));
-  }
-}
-
-std::string textOf(const Number& number) { return number ? fmt::to_string(*number) : ""; }
-
-void writeDriverInfo(const Scrape& scrape, Sink& sink) {
-  const Snapshot& snapshot = scrape.snapshot();
-  if (!snapshot.driverVersion && !snapshot.libraryVersion && !snapshot.cudaVersion) return;
-  sink.sample(Labels()
-                  .add("driver_version", snapshot.driverVersion.value_or(""))
-                  .add("library_version", snapshot.libraryVersion.value_or(""))
-                  .add("cuda_version", snapshot.cudaVersion.value_or(""))
-                  .text(),
-              1);
-}
-
-void writeUp(const Scrape& scrape, Sink& sink) {
-  const auto& gpus = scrape.snapshot().gpus;
-  for (std::size_t n = 0; n < gpus.size(); ++n) {
-    sink.sample(scrape.gpuLabels(n), gpus[n].state == GpuState::up ? 1 : 0);
-  }
-}
-
-std::string boardIdText(const BoardPlace& board) {
-  return board.id ? fmt::format("{:#x}", *board.id) : "";
-}
-
-void writeGpuInfo(const Scrape& scrape, Sink& sink) {
-  forEachGpu(scrape, [&](const Readings& readings, std::string_view gpu) {
-    const Identity& identity = readings.identity;
-    sink.sample(Labels(gpu)
-                    .add("name", identity.name.value_or(""))
-                    .add("serial", identity.serial.value_or(""))
-                    .add("part_number", identity.partNumber.value_or(""))
-                    .add("pci_bus_id", identity.pciBusId.value_or(""))
-                    .add("minor_number", textOf(identity.minorNumber))
-                    .add("board_id", boardIdText(readings.board))
-                    .add("board_position", textOf(readings.board.position))
-                    .add("firmware_version", identity.firmwareVersion.value_or(""))
-                    .text(),
-                1);
-  });
-}
-
-// Once a board, by the GPU at its position 0.
-void writeBoards(const Scrape& scrape, Sink& sink, Number Power::*figure) {
-  std::set<std::uint32_t> shown;
-  forEachGpu(scrape, [&](const Readings& readings, std::string_view) {
-    const BoardPlace& board = readings.board;
-    if (!board.id || board.position != 0U || !shown.insert(*board.id).second) return;
-    sink.sample(Labels().add("board_id", boardIdText(board)).text(), plain(readings.power.*figure));
-  });
-}
-
-void writeBoardPower(const Scrape& scrape, Sink& sink) {
-  writeBoards(scrape, sink, &Power::boardUsage);
-}
-
-void writeBoardLimit(const Scrape& scrape, Sink& sink) {
-  writeBoards(scrape, sink, &Power::boardLimit);
-}
-
-std::string engineLabel(std::size_t engine) { return fmt::format(R"(engine="{}")", engine); }
-
-void writeJpu(const Scrape& scrape, Sink& sink) {
-  forEachGpu(scrape, [&](const Readings& readings, std::string_view gpu) {
-    const auto& busy = readings.engines.jpuBusy;
-    for (std::size_t i = 0; i < busy.size(); ++i) {
-      sink.sample(gpu, engineLabel(i), over(busy[i], kNanosecondsPerSecond));
-    }
-  });
-}
-
-void writeVpu(const Scrape& scrape, Sink& sink) {
-  forEachGpu(scrape, [&](const Readings& readings, std::string_view gpu) {
-    const Engines& engines = readings.engines;
-    for (std::size_t i = 0; engines.vpuTotal && i < engines.vpuBusy.size(); ++i) {
-      sink.sample(gpu, engineLabel(i), over(engines.vpuBusy[i], *engines.vpuTotal));
-    }
-  });
-}
-
-void writeProcesses(const Scrape& scrape, Sink& sink) {
-  forEachGpu(scrape, [&](const Readings& readings, std::string_view gpu) {
-    if (!readings.processes) return;
-    for (const Process& process : *readings.processes) {
-      Labels labels(gpu);
-      labels.add("pid", fmt::to_string(process.pid)).add("command", process.name);
-      sink.sample(labels.text(), plain(process.memoryUsed));
-    }
-  });
-}
-
-// Calls `show(vgpu, labels)` for each vGPU of each GPU.
-void forEachVgpu(const Scrape& scrape, auto show) {
-  for (const Gpu& gpu : scrape.snapshot().gpus) {
-    for (const Vgpu& vgpu : gpu.readings.vgpus) {
-      Labels labels;
-      labels.add("gpu", fmt::to_string(gpu.index))
-          .add("vgpu", fmt::to_string(vgpu.id))
-          .add("vm_name", vgpu.vmName.value_or(""))
-          .add("type", vgpu.typeName.value_or(""));
-      show(vgpu, labels.text());
-    }
-  }
-}
-
-void writeVgpuUtilization(const Scrape& scrape, Sink& sink) {
-  forEachVgpu(scrape, [&](const Vgpu& vgpu, std::string_view labels) {
-    const Utilization& shares = vgpu.utilization;
-    sink.sample(labels, R"(engine="sm")", over(shares.sm, kPercent));
-    sink.sample(labels, R"(engine="memory")", over(shares.memory, kPercent));
-    sink.sample(labels, R"(engine="encoder")", over(shares.encoder, kPercent));
-    sink.sample(labels, R"(engine="decoder")", over(shares.decoder, kPercent));
-  });
-}
-
-void writeVgpuMemory(const Scrape& scrape, Sink& sink) {
-  forEachVgpu(scrape, [&](const Vgpu& vgpu, std::string_view labels) {
-    sink.sample(labels, plain(vgpu.memoryUsed));
-  });
-}
-
-void writeBuildInfo(const Scrape& /*scrape*/, Sink& sink) {
-  sink.sample(Labels().add("version", kVersion).text(), 1);
-}
-
-// A family of one series without labels.
-template <auto value>
-void writeOne(const Scrape& scrape, Sink& sink) {
-  sink.sample("", value(scrape.snapshot()));
-}
-
-constexpr auto gpuCount = [](const Snapshot& s) -> Value { return s.gpuCount; };
-constexpr auto resetMarker = [](const Snapshot& s) { return plain(s.resetInProgress); };
-constexpr auto roundDuration = [](const Snapshot& s) -> Value { return s.durationSeconds; };
-constexpr auto roundTimeouts = [](const Snapshot& s) -> Value {
-  return static_cast<double>(s.roundTimeouts);
-};
-constexpr auto restarts = [](const Snapshot& s) -> Value {
-  return static_cast<double>(s.restarts);
-};
-
 constexpr Family kFamilies[] = {
     {"zanthe_gpus",
      Kind::gauge,
      0,
      "Number of GPUs that the management library counts; 0 without a library or a driver.",
      {},
-     writeOne<gpuCount>},
+     writeGpuCount},
     {"zanthe_driver_info",
      Kind::info,
      0,
@@ -266,7 +93,7 @@ constexpr Family kFamilies[] = {
      0,
      "1 while the driver's marker says that GPUs are being reset, else 0.",
      {},
-     writeOne<resetMarker>},
+     writeResetMarker},
     {"zanthe_gpu_up",
      Kind::gauge,
      0,
@@ -395,19 +222,19 @@ constexpr Family kFamilies[] = {
      0,
      "Seconds that it took to ask the GPUs for these figures.",
      {},
-     writeOne<roundDuration>},
+     writeRoundDuration},
     {"zanctl_exporter_round_timeouts_total",
      Kind::counter,
      0,
      "Rounds in which the library did not answer in time.",
      {},
-     writeOne<roundTimeouts>},
+     writeRoundTimeouts},
     {"zanctl_exporter_collector_restarts_total",
      Kind::counter,
      0,
      "Times that the process which holds the library was replaced, after a crash or a hang.",
      {},
-     writeOne<restarts>},
+     writeRestarts},
 };
 
 }  // namespace

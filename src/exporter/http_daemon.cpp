@@ -7,7 +7,7 @@ namespace {
 
 constexpr unsigned kIdleSeconds = 30;
 // Of a connection, for the headers of both sides.
-constexpr std::size_t kConnectionMemory = 40 * 1024;
+constexpr std::size_t kConnectionMemory = std::size_t{40} << 10U;
 
 // What the TLS library calls the versions from the least one on.
 std::string prioritiesFrom(const std::string& minVersion) {

@@ -1,7 +1,7 @@
 #include "exporter/json_format.h"
 
 #include "collector/fields.h"
-#include "exporter/version.h"
+#include "output/version.h"
 
 #include <nlohmann/json.hpp>
 

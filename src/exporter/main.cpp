@@ -3,15 +3,13 @@
 #include "exporter/options.h"
 #include "exporter/server.h"
 #include "exporter/text_format.h"
-#include "exporter/textfile.h"
-#include "exporter/version.h"
+#include "output/replace_file.h"
+#include "output/standard_streams.h"
+#include "output/version.h"
 
 #include <fmt/format.h>
 
 #include <cstdio>
-
-#include <fcntl.h>
-#include <unistd.h>
 
 namespace zanctl::exporter {
 namespace {
@@ -31,13 +29,6 @@ std::string onceText(const Options& options, const collector::Snapshot& snapshot
   return writeText(options.format == OutputFormat::openMetrics ? TextFormat::openMetrics
                                                                : TextFormat::prometheus,
                    Scrape(snapshot, options.groups));
-}
-
-// A closed standard stream would lend its number to the next file that is opened.
-void occupyStandardStreams() {
-  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-    if (fcntl(stream, F_GETFD) < 0) open("/dev/null", O_RDWR);
-  }
 }
 
 int run(std::span<char* const> argv) {
@@ -65,6 +56,6 @@ int run(std::span<char* const> argv) {
 }  // namespace zanctl::exporter
 
 int main(int argc, char** argv) {
-  zanctl::exporter::occupyStandardStreams();
+  zanctl::occupyStandardStreams();
   return zanctl::exporter::run({argv, static_cast<std::size_t>(argc)});
 }

@@ -38,7 +38,7 @@ Wish wishOf(std::string_view range) {
   bool knownVersion = true;
   while (!range.empty()) {
     const std::string parameter = nextPart(range, ';');
-    if (parameter.starts_with("q=")) quality = std::atof(parameter.c_str() + 2);
+    if (parameter.starts_with("q=")) quality = std::strtod(parameter.c_str() + 2, nullptr);
     if (parameter.starts_with("version=")) knownVersion = parameter == "version=1.0.0";
   }
   if (type == "application/openmetrics-text" && knownVersion) return {.openMetrics = quality};
@@ -61,7 +61,7 @@ TextFormat formatFor(const char* accept) {
 }
 
 std::chrono::milliseconds deadlineFor(const char* timeoutSeconds) {
-  double timeout = timeoutSeconds == nullptr ? kUsualTimeout : std::atof(timeoutSeconds);
+  double timeout = timeoutSeconds == nullptr ? kUsualTimeout : std::strtod(timeoutSeconds, nullptr);
   if (!std::isfinite(timeout) || timeout <= 0) timeout = kUsualTimeout;
   timeout = std::min(timeout, kLongestTimeout);
   const double seconds = timeout <= 2 * kReserve ? timeout / 2 : timeout - kReserve;

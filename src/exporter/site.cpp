@@ -1,7 +1,7 @@
 #include "exporter/site.h"
 
 #include "exporter/scrape_headers.h"
-#include "exporter/version.h"
+#include "output/version.h"
 
 #include <fmt/format.h>
 
@@ -11,7 +11,7 @@
 namespace zanctl::exporter {
 namespace {
 
-constexpr std::size_t kMaxHeader = 16 * 1024;
+constexpr std::size_t kMaxHeader = std::size_t{16} << 10U;
 constexpr std::string_view kPlain = "text/plain; charset=utf-8";
 
 std::shared_ptr<MHD_Response> responseOf(std::string_view body, std::string_view type) {

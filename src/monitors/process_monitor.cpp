@@ -15,6 +15,7 @@ namespace {
 
 constexpr std::uint64_t kDefaultDelay = 1;
 constexpr std::uint64_t kLongestDelay = 10;
+constexpr std::size_t kCellWidth = 6;
 
 // Empty where the GPU as a whole does nothing.
 std::optional<std::uint64_t> shareOf(std::uint32_t percent, std::uint64_t sharers) {
@@ -37,8 +38,8 @@ GpuLoad readLoad(std::uint64_t processCount) {
 }
 
 void showGpu(const Pass& pass, const StampColumns& stamps, std::uint32_t index) {
-  const std::string head =
-      fmt::format(FMT_COMPILE("{}{:>3}"), stampCells(stamps, pass.start.tv_sec), index);
+  std::string head = stampCells(stamps, pass.start.tv_sec);
+  alignRight(head, 3, Decimal(index));
   const auto processes = reader().readRunningProcesses();
   std::optional<GpuLoad> load;
   for (const nvmlProcessInfo_t& process : processes) {
@@ -63,11 +64,14 @@ void writeProcessHeader(std::string& text, const StampColumns& stamps) {
 
 void writeProcessLine(std::string& text, std::string_view head, const GpuLoad& load,
                       const ProcessEntry& process) {
-  append(text, FMT_COMPILE("{}{:>11}     C{:>6}{:>6}{:>6}{:>6}   {}\n"), head, process.pid,
-         orDash(shareOf(load.sm, load.processCount)),
-         orDash(memoryShare(process.usedMemory, load.memoryTotal)),
-         orDash(shareOf(load.encoder, load.processCount)),
-         orDash(shareOf(load.decoder, load.processCount)), process.name);
+  join(text, head);
+  alignRight(text, 11, Decimal(process.pid));
+  alignRight(text, kCellWidth, "C");
+  alignRight(text, kCellWidth, orDash(shareOf(load.sm, load.processCount)));
+  alignRight(text, kCellWidth, orDash(memoryShare(process.usedMemory, load.memoryTotal)));
+  alignRight(text, kCellWidth, orDash(shareOf(load.encoder, load.processCount)));
+  alignRight(text, kCellWidth, orDash(shareOf(load.decoder, load.processCount)));
+  join(text, "   ", process.name, "\n");
 }
 
 int runProcessMonitor(const PmonOptions& options, std::ostream& out) {

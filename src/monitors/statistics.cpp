@@ -21,7 +21,7 @@ constexpr std::int64_t kMicrosecondsPerSecond = 1'000'000;
 template <std::optional<std::uint32_t> MonitorReading::*field>
 std::string number(const MonitorReading& reading) {
   const auto value = known(reading.*field);
-  return value ? fmt::to_string(static_cast<std::int32_t>(*value)) : kUnavailableText;
+  return value ? std::to_string(static_cast<std::int32_t>(*value)) : kUnavailableText;
 }
 
 struct Metric {
@@ -51,7 +51,7 @@ constexpr std::array kMetrics = std::to_array<Metric>({
     {"violPwr", kViolationTime,
      "Device, Violation Pwr Cap (violPwr), Timestamp (us), Viol time (ns)",
      [](const MonitorReading& reading) {
-       return fmt::to_string(reading.violationTime.value_or(0));
+       return std::to_string(reading.violationTime.value_or(0));
      }},
     {"violThm", kThrottleReasons,
      "Device, Violation Therm Cap (violThm), Timestamp (us), Viol bool (1/0)",

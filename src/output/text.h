@@ -1,8 +1,6 @@
 // How printers write: each appends to one text, which its output takes over as a whole.
 #pragma once
 
-#include <fmt/compile.h>
-
 #include <charconv>
 #include <concepts>
 #include <iterator>
@@ -11,12 +9,13 @@
 
 namespace zanctl {
 
-// The decimal digits of a number, to be joined with texts.
-class Decimal {
+// The digits of a number, those beyond 9 in lower case, to be joined with texts.
+template <int base>
+class Digits {
  public:
   template <std::integral Number>
-  explicit Decimal(Number value)
-      : size_(static_cast<std::size_t>(std::to_chars(digits_, std::end(digits_), value).ptr -
+  explicit Digits(Number value)
+      : size_(static_cast<std::size_t>(std::to_chars(digits_, std::end(digits_), value, base).ptr -
                                        digits_)) {}
 
   // NOLINTNEXTLINE(google-explicit-constructor): a text for whoever takes one
@@ -27,11 +26,8 @@ class Decimal {
   std::size_t size_;
 };
 
-// Appends the arguments in a form that FMT_COMPILE("...") has made.
-template <typename Form, typename... Arguments>
-void append(std::string& text, const Form& form, const Arguments&... arguments) {
-  fmt::format_to(std::back_inserter(text), form, arguments...);
-}
+using Decimal = Digits<10>;
+using Hexadecimal = Digits<16>;
 
 // Appends the pieces one behind the other.
 template <typename... Pieces>
@@ -39,10 +35,17 @@ void join(std::string& text, const Pieces&... pieces) {
   (text.append(std::string_view(pieces)), ...);
 }
 
-// Appends the piece behind as many blanks as fill up the width.
-inline void alignRight(std::string& text, std::size_t width, std::string_view piece) {
-  if (piece.size() < width) text.append(width - piece.size(), ' ');
+// Appends the piece behind as many blanks, or other characters, as fill up the width.
+inline void alignRight(std::string& text, std::size_t width, std::string_view piece,
+                       char fill = ' ') {
+  if (piece.size() < width) text.append(width - piece.size(), fill);
   text.append(piece);
+}
+
+// Appends numbers, each in a cell of that width.
+template <typename Numbers>
+void alignNumbers(std::string& text, std::size_t width, const Numbers& numbers) {
+  for (const auto number : numbers) alignRight(text, width, Decimal(number));
 }
 
 }  // namespace zanctl

@@ -12,9 +12,10 @@ namespace zanctl {
 int printGpuList(std::ostream& out) {
   std::string text;
   forEachDevice({}, [&text](std::uint32_t index) {
-    append(text, FMT_COMPILE("GPU {:>2}: {} (UUID: {})\n"), index,
-           attributes::name().value_or(kUnavailableText),
-           attributes::uuid().value_or(kUnavailableText));
+    join(text, "GPU ");
+    alignRight(text, 2, Decimal(index));
+    join(text, ": ", attributes::name().value_or(kUnavailableText),
+         " (UUID: ", attributes::uuid().value_or(kUnavailableText), ")\n");
   });
   out << text;
   return 0;

@@ -11,7 +11,10 @@ namespace {
 
 using Gpu = GpuAttributes;
 
-nvmlPciInfo_t pciOf(Gpu& gpu) { return gpu.pci().value_or(nvmlPciInfo_t{}); }
+const nvmlPciInfo_t& pciOf(Gpu& gpu) {
+  static constexpr nvmlPciInfo_t kUnknown{};
+  return gpu.pci() ? *gpu.pci() : kUnknown;
+}
 
 bool writeHex(std::string& text, std::uint64_t value, std::size_t digits) {
   text += hexText(value, digits);
@@ -87,7 +90,7 @@ bool boardTemperature(std::string& text, Gpu&) {
 
 bool boardId(std::string& text, Gpu& gpu) {
   const auto id = known(gpu.boardId());
-  if (id) append(text, FMT_COMPILE("{:x}"), *id);
+  if (id) join(text, Hexadecimal(*id));
   return id.has_value();
 }
 

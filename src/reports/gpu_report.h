@@ -93,7 +93,6 @@ void writeRows(Output& output, std::span<const LaidOutRow> rows, GpuAttributes& 
   std::string& text = output.text();
   for (const LaidOutRow& laidOut : rows) {
     const ReportRow& row = *laidOut.row;
-    const std::size_t begin = text.size();
     text += laidOut.before;
     if (row.form == RowForm::processes) {
       writeProcesses(output, row);
@@ -102,7 +101,8 @@ void writeRows(Output& output, std::span<const LaidOutRow> rows, GpuAttributes& 
     } else if (row.write(text, gpu)) {
       text += laidOut.after;
     } else {
-      text.replace(begin, std::string::npos, laidOut.unavailable);
+      text.resize(text.size() - laidOut.before.size());
+      text += laidOut.unavailable;
     }
   }
 }

@@ -24,7 +24,7 @@ bool unlessZero(std::string& text, Gpu&) {
 
 bool boardId(std::string& text, Gpu& gpu) {
   if (gpu.boardId().value_or(0) == 0) return false;
-  append(text, FMT_COMPILE("{:#x}"), *gpu.boardId());
+  join(text, "0x", Hexadecimal(*gpu.boardId()));
   return true;
 }
 

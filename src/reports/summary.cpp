@@ -68,13 +68,14 @@ SummaryGpu readGpu(std::uint32_t index) {
 }
 
 std::string watts(std::optional<std::uint32_t> value) {
-  return value ? fmt::format(FMT_COMPILE("{}W"), *value) : kUnavailableText;
+  return value ? std::to_string(*value) + "W" : kUnavailableText;
 }
 
 void writeHeader(std::string& text, std::time_t time) {
   join(text, timestampLine(time), kBorder);
-  append(text, FMT_COMPILE("|  ZAN-ML: {}     Driver Version: {}     CUDA Version: {}      |\n"),
-         fmtText(libraryVersion(), 7), fmtText(driverVersion(), 7), fmtText(cudaVersion(), 7));
+  join(text, "|  ZAN-ML: ", fmtText(libraryVersion(), 7),
+       "     Driver Version: ", fmtText(driverVersion(), 7),
+       "     CUDA Version: ", fmtText(cudaVersion(), 7), "      |\n");
   join(text, kTitles);
 }
 
@@ -97,24 +98,25 @@ void writeProcesses(Output& output) {
 }  // namespace
 
 void writeSummaryGpu(std::string& text, const SummaryGpu& gpu) {
-  append(text, FMT_COMPILE("| {}   {} | {} | {}  {}   |\n"), fmtInt(asSigned(gpu.index), 2),
-         fmtText(gpu.name ? *gpu.name : kUnavailableText, 24), fmtText(busIdText(gpu.pci), 20),
-         fmtIntUnit(asSigned(gpu.smClock.value_or(0)), "MHz", 8),
-         fmtIntUnit(asSigned(gpu.memClock.value_or(0)), "MHz", 8));
-  append(text, FMT_COMPILE("| {} {} {} {} | {} | {}  {} |\n"),
-         fmtPercent(asSigned(gpu.fanSpeed), 4), fmtIntUnit(asSigned(gpu.temperature), "C", 5),
-         fmtText(fmt::format(FMT_COMPILE("P{}"),
-                             asSigned(gpu.performanceState.value_or(kUnknownPerformanceState))),
-                 5),
-         fmtText(fmt::format(FMT_COMPILE("{} / {}"), watts(gpu.power), watts(gpu.powerLimit)), 12),
-         fmtMemory(asSigned(gpu.memory.used >> 20U), asSigned(gpu.memory.total >> 20U), 20),
-         fmtPercent(asSigned(gpu.gpuUtil), 8), fmtComputeMode(gpu.computeMode, 10));
+  join(text, "| ", fmtInt(asSigned(gpu.index), 2), "   ",
+       fmtText(gpu.name ? *gpu.name : kUnavailableText, 24), " | ", fmtText(busIdText(gpu.pci), 20),
+       " | ", fmtIntUnit(asSigned(gpu.smClock.value_or(0)), "MHz", 8), "  ",
+       fmtIntUnit(asSigned(gpu.memClock.value_or(0)), "MHz", 8), "   |\n");
+  const std::int32_t state = asSigned(gpu.performanceState.value_or(kUnknownPerformanceState));
+  join(text, "| ", fmtPercent(asSigned(gpu.fanSpeed), 4), " ",
+       fmtIntUnit(asSigned(gpu.temperature), "C", 5), " ", fmtText("P" + std::to_string(state), 5),
+       " ", fmtText(watts(gpu.power) + " / " + watts(gpu.powerLimit), 12), " | ",
+       fmtMemory(asSigned(gpu.memory.used >> 20U), asSigned(gpu.memory.total >> 20U), 20), " | ",
+       fmtPercent(asSigned(gpu.gpuUtil), 8), "  ", fmtComputeMode(gpu.computeMode, 10), " |\n");
   join(text, kGpuRule);
 }
 
 void writeSummaryProcess(std::string& text, std::uint32_t gpuIndex, const ProcessEntry& process) {
-  append(text, FMT_COMPILE("|  {:>3}{:>11}      {}  {} |\n"), gpuIndex, process.pid,
-         processNameColumn(process.name), fmtInt(asSigned(process.usedMemory >> 20U), 10));
+  join(text, "|  ");
+  alignRight(text, 3, Decimal(gpuIndex));
+  alignRight(text, 11, Decimal(process.pid));
+  join(text, "      ", processNameColumn(process.name), "  ",
+       fmtInt(asSigned(process.usedMemory >> 20U), 10), " |\n");
 }
 
 std::string processNameColumn(std::string_view name) {

@@ -1,5 +1,6 @@
 #include "topology/matrix.h"
 
+#include "device/format.h"
 #include "device/records.h"
 #include "device/selection.h"
 #include "device/topology_reader.h"
@@ -7,6 +8,7 @@
 #include "output/text.h"
 #include "topology/link_types.h"
 
+#include <algorithm>
 #include <ostream>
 
 namespace zanctl {
@@ -20,7 +22,7 @@ constexpr std::string_view kGap = "    ";
 void writeGpuHeadings(std::string& text) {
   join(text, "        ");
   for (std::uint32_t gpu = 0; gpu < session().deviceCount; ++gpu) {
-    join(text, kUnderline, "GPU", fmt::to_string(gpu), kReset, kGap);
+    join(text, kUnderline, "GPU", Decimal(gpu), kReset, kGap);
   }
 }
 
@@ -40,7 +42,7 @@ void printRows(Output& output, const CodeWith& codeWith, const Affinities& affin
 }
 
 void writeLegendLine(std::string& text, std::string_view code, std::string_view description) {
-  append(text, FMT_COMPILE("  {:<4} = {}\n"), code, description);
+  join(text, "  ", fmtText(code, 4), " = ", description, "\n");
 }
 
 void writeLegendHead(std::string& text) {
@@ -52,9 +54,10 @@ void writeLegendHead(std::string& text) {
 
 // Columns of two-digit GPUs are one character wider, as their headings are.
 void writeMatrixRow(std::string& text, const MatrixRow& row) {
-  append(text, FMT_COMPILE("GPU{}{}"), row.gpu, row.gpu > 9 ? "   " : kGap);
+  join(text, "GPU", Decimal(row.gpu), row.gpu > 9 ? "   " : kGap);
   for (std::size_t column = 0; column < row.codes.size(); ++column) {
-    append(text, FMT_COMPILE("{:<4}{}{}"), row.codes[column], column > 9 ? " " : "", kGap);
+    const std::string_view code = row.codes[column];
+    join(text, code, kGap.substr(std::min(code.size(), kGap.size())), column > 9 ? " " : "", kGap);
   }
   join(text, row.affinities, "\n");
 }

@@ -37,7 +37,7 @@ std::optional<std::uint32_t> cpuNumber(std::string_view text) {
 // "0 1 5 ".
 std::string indexList(const std::vector<std::uint32_t>& gpus) {
   std::string list;
-  for (const std::uint32_t gpu : gpus) list += fmt::to_string(gpu) + " ";
+  for (const std::uint32_t gpu : gpus) list += std::to_string(gpu) + " ";
   return list;
 }
 

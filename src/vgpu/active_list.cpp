@@ -32,16 +32,15 @@ std::string busIdOf(const nvmlPciInfo_t& pci) {
 
 void writeActiveListHead(std::string& text, const VgpuView& view) {
   join(text, timestampLine(view.time), kBorder);
-  append(text,
-         FMT_COMPILE("|      ZAN-ML: {}                 Driver Version: {}                |\n"),
-         fmtText(view.libraryVersion, 7), fmtText(view.driverVersion, 7));
+  join(text, "|      ZAN-ML: ", fmtText(view.libraryVersion, 7),
+       "                 Driver Version: ", fmtText(view.driverVersion, 7), "                |\n");
   join(text, kTitles);
 }
 
 void writeActiveList(std::string& text, std::uint32_t gpu, const VgpuView& view) {
-  append(text, FMT_COMPILE("| {}   {}   | {}         | {}   |\n"),
-         fmtInt(static_cast<std::int32_t>(gpu), 2), fmtText(view.name, 24),
-         fmtText(busIdOf(view.pci), 20), percent(view.gpuUtilization));
+  join(text, "| ", fmtInt(static_cast<std::int32_t>(gpu), 2), "   ", fmtText(view.name, 24),
+       "   | ", fmtText(busIdOf(view.pci), 20), "         | ", percent(view.gpuUtilization),
+       "   |\n");
   const LatestSamples samples = latestSamples(view.samples);
   // A vGPU without a sample shows the value of the row above it.
   std::uint32_t utilization = 0;
@@ -49,9 +48,10 @@ void writeActiveList(std::string& text, std::uint32_t gpu, const VgpuView& view)
     if (const auto sample = samples.find(instance.id); sample != samples.end()) {
       utilization = sample->second.sm;
     }
-    append(text, FMT_COMPILE("|       {:04x}  {}| {}...  {}|    {}|\n"), instance.id,
-           fmtText(instance.typeName, 20), fmtText(instance.vmUuid, 4),
-           fmtText(instance.vmName, 20), percent(utilization));
+    join(text, "|       ");
+    alignRight(text, 4, Hexadecimal(instance.id), '0');
+    join(text, "  ", fmtText(instance.typeName, 20), "| ", fmtText(instance.vmUuid, 4), "...  ",
+         fmtText(instance.vmName, 20), "|    ", percent(utilization), "|\n");
   }
   join(text, kGpuRule);
 }

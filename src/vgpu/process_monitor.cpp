@@ -5,10 +5,10 @@ namespace zanctl {
 namespace {
 
 void writeProcess(std::string& text, std::uint32_t gpu, const VgpuProcessSample& sample) {
-  const VgpuUtilization& utilization = sample.utilization;
-  append(text, FMT_COMPILE("{:>5}       {:04x}{:>11}{:>6}{:>6}{:>6}{:>6}   {}\n"), gpu,
-         sample.instanceId, sample.pid, utilization.sm, utilization.memory, utilization.encoder,
-         utilization.decoder, sample.name);
+  writeVgpuCells(text, gpu, sample.instanceId);
+  alignRight(text, 11, Decimal(sample.pid));
+  writeUtilizationCells(text, sample.utilization);
+  join(text, "   ", sample.name, "\n");
 }
 
 }  // namespace
@@ -21,7 +21,8 @@ void writeProcessUtilizationHead(std::string& text, const VgpuView& /*view*/) {
 
 void writeProcessUtilization(std::string& text, std::uint32_t gpu, const VgpuView& view) {
   if (view.vgpuIds.empty()) {
-    append(text, FMT_COMPILE("{:>5}          -          -     -     -     -     -   -\n"), gpu);
+    alignRight(text, 5, Decimal(gpu));
+    join(text, "          -          -     -     -     -     -   -\n");
   }
   std::unordered_map<std::uint32_t, std::vector<const VgpuProcessSample*>> samples;
   for (const VgpuProcessSample& sample : view.processSamples) {
@@ -30,8 +31,8 @@ void writeProcessUtilization(std::string& text, std::uint32_t gpu, const VgpuVie
   for (const std::uint32_t id : view.vgpuIds) {
     const auto own = samples.find(id);
     if (own == samples.end()) {
-      append(text, FMT_COMPILE("{:>5}       {:04x}          -     -     -     -     -   -\n"), gpu,
-             id);
+      writeVgpuCells(text, gpu, id);
+      join(text, "          -     -     -     -     -   -\n");
       continue;
     }
     for (const VgpuProcessSample* sample : own->second) writeProcess(text, gpu, *sample);

@@ -8,7 +8,9 @@ namespace {
 
 void writeInstance(std::string& text, const VgpuInstance& instance,
                    const VgpuUtilization& utilization) {
-  writeLine(text, 1, "vGPU ID", fmt::format(FMT_COMPILE("{:04x}"), instance.id));
+  std::string id;
+  alignRight(id, 4, Hexadecimal(instance.id), '0');
+  writeLine(text, 1, "vGPU ID", id);
   writeLine(text, 2, "VM UUID", instance.vmUuid);
   writeLine(text, 2, "VM Name", instance.vmName);
   writeLine(text, 2, "vGPU Name", instance.typeName);
@@ -19,22 +21,22 @@ void writeInstance(std::string& text, const VgpuInstance& instance,
   writeHeading(text, 2, "PCI");
   writeLine(text, 3, "Bus Id", instance.busId);
   writeHeading(text, 2, "Memory Usage");
-  writeLine(text, 3, "Total", fmt::to_string(instance.memoryTotal), " MiB");
-  writeLine(text, 3, "Used", fmt::to_string(instance.memoryUsed), " MiB");
-  writeLine(text, 3, "Free", fmt::to_string(instance.memoryFree), " MiB");
+  writeLine(text, 3, "Total", Decimal(instance.memoryTotal), " MiB");
+  writeLine(text, 3, "Used", Decimal(instance.memoryUsed), " MiB");
+  writeLine(text, 3, "Free", Decimal(instance.memoryFree), " MiB");
   writeHeading(text, 2, "Utilization");
-  writeLine(text, 3, "Gpu", fmt::to_string(utilization.sm), " %");
-  writeLine(text, 3, "Memory", fmt::to_string(utilization.memory), " %");
-  writeLine(text, 3, "Encoder", fmt::to_string(utilization.encoder), " %");
-  writeLine(text, 3, "Decoder", fmt::to_string(utilization.decoder), " %");
+  writeLine(text, 3, "Gpu", Decimal(utilization.sm), " %");
+  writeLine(text, 3, "Memory", Decimal(utilization.memory), " %");
+  writeLine(text, 3, "Encoder", Decimal(utilization.encoder), " %");
+  writeLine(text, 3, "Decoder", Decimal(utilization.decoder), " %");
 }
 
 }  // namespace
 
 void writeVgpuQuery(std::string& text, std::uint32_t /*gpu*/, const VgpuView& view) {
-  append(text, FMT_COMPILE("GPU: {}\n"), busIdText(view.pci));
+  join(text, "GPU: ", busIdText(view.pci), "\n");
   // Hexadecimal, like the ids below it.
-  writeLine(text, 1, "Active vGPUs", fmt::format(FMT_COMPILE("{:x}"), view.instances.size()));
+  writeLine(text, 1, "Active vGPUs", Hexadecimal(view.instances.size()));
   const LatestSamples samples = latestSamples(view.samples);
   for (const VgpuInstance& instance : view.instances) {
     const auto sample = samples.find(instance.id);

@@ -1,6 +1,8 @@
 #include "output/text.h"
 #include "vgpu/views.h"
 
+#include <array>
+
 namespace zanctl {
 
 void writeUtilizationHead(std::string& text, const VgpuView& /*view*/) {
@@ -9,12 +11,27 @@ void writeUtilizationHead(std::string& text, const VgpuView& /*view*/) {
        "# Idx         Id     %     %     %     %\n");
 }
 
+void writeVgpuCells(std::string& text, std::uint32_t gpu, std::uint32_t vgpuId) {
+  alignRight(text, 5, Decimal(gpu));
+  join(text, "       ");
+  alignRight(text, 4, Hexadecimal(vgpuId), '0');
+}
+
+void writeUtilizationCells(std::string& text, const VgpuUtilization& utilization) {
+  alignNumbers(
+      text, 6,
+      std::array{utilization.sm, utilization.memory, utilization.encoder, utilization.decoder});
+}
+
 void writeUtilization(std::string& text, std::uint32_t gpu, const VgpuView& view) {
-  if (view.samples.empty())
-    append(text, FMT_COMPILE("{:>5}          -     -     -     -     -\n"), gpu);
+  if (view.samples.empty()) {
+    alignRight(text, 5, Decimal(gpu));
+    join(text, "          -     -     -     -     -\n");
+  }
   for (const auto& [instanceId, utilization] : view.samples) {
-    append(text, FMT_COMPILE("{:>5}       {:04x}{:>6}{:>6}{:>6}{:>6}\n"), gpu, instanceId,
-           utilization.sm, utilization.memory, utilization.encoder, utilization.decoder);
+    writeVgpuCells(text, gpu, instanceId);
+    writeUtilizationCells(text, utilization);
+    join(text, "\n");
   }
 }
 

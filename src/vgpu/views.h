@@ -23,6 +23,10 @@ void writeTypes(std::string& text, std::uint32_t gpu, const VgpuView& view);
 void writeUtilizationHead(std::string& text, const VgpuView& view);
 void writeUtilization(std::string& text, std::uint32_t gpu, const VgpuView& view);
 
+// The cells that both monitors' rows share: of GPU and vGPU, and of the four shares.
+void writeVgpuCells(std::string& text, std::uint32_t gpu, std::uint32_t vgpuId);
+void writeUtilizationCells(std::string& text, const VgpuUtilization& utilization);
+
 // A row for each sample of a process inside a vGPU.
 void writeProcessUtilizationHead(std::string& text, const VgpuView& view);
 void writeProcessUtilization(std::string& text, std::uint32_t gpu, const VgpuView& view);

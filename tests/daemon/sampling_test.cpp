@@ -1,7 +1,7 @@
 #include "daemon/sampling.h"
 
 #include "daemon/pid_file.h"
-#include "daemon/stats_format.h"
+#include "stats_log/stats_format.h"
 #include "support/fake_library.h"
 
 #include <cstdlib>

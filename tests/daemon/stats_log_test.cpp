@@ -1,8 +1,8 @@
 #include "daemon/stats_log.h"
 
-#include "daemon/line_reader.h"
-#include "daemon/stats_format.h"
 #include "request/option_values.h"
+#include "stats_log/line_reader.h"
+#include "stats_log/stats_format.h"
 
 #include <gtest/gtest.h>
 

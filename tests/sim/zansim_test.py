@@ -179,7 +179,7 @@ class State(ZansimTest):
         return output
 
     def test_a_directory_with_other_things_is_refused_untouched(self):
-        for name in "full/dev/notes.txt", "half/node_online", "wrong/machine":
+        for name in "full/dev/notes.txt", "half/node_online", "wrong/machine", "draft/machine.new":
             self.fill(name)
             state = self.path(os.path.dirname(name).split("/")[0])
             self.assertIn("neither empty nor the state", self.refusal(state))
@@ -309,8 +309,8 @@ class Settings(ZansimTest):
 
 class Machine(ZansimTest):
     def test_devices_are_those_of_the_machine(self):
-        self.assertEqual(self.shell("cd / && ls /dev && [ -c /dev/null ] && [ ! -e dev/zanthe3 ] && "
-                                    "echo seen >/dev/null"),
+        self.assertEqual(self.shell("cd / && ls /dev && [ -c /dev/null ] && "
+                                    "[ ! -e dev/zanthe3 ] && echo seen >/dev/null"),
                          "full\nnull\ntty\nzanthe0\nzanthe1\nzanthe2\nzanthectl\nzero\n")
         self.assertEqual(self.shell("ls /dev | grep -c zanthe", *self.keeps_state()), "4\n")
         self.describe(gpus=[{}])
@@ -346,7 +346,8 @@ class Machine(ZansimTest):
                          "09:59:58.000\n10:00:01.000\n", "two calls take virtual time")
 
 
-INSTANCE = {"vgpu_types": [{"id": 1}], "gpus": [{"vgpu": {"instances": [{"type": 1}]}}]}
+INSTANCE = {"vgpu_types": [{"id": 1}],
+            "gpus": [{"vgpu": {"instances": [{"type": 1, "processes": [{}]}]}}]}
 
 
 def with_unknown_key(machine, *place):
@@ -376,7 +377,7 @@ KINDS = {
     "vGPU instance": (INSTANCE, "gpus", 0, "vgpu", "instances", 0),
     "VM": (INSTANCE, "gpus", 0, "vgpu", "instances", 0, "vm"),
     "vGPU utilization": (INSTANCE, "gpus", 0, "vgpu", "instances", 0, "utilization"),
-    "vGPU process": (INSTANCE | {"gpus": [{"vgpu": {"instances": [{"type": 1, "processes": [{}]}]}}]},
+    "vGPU process": (INSTANCE,
                      "gpus", 0, "vgpu", "instances", 0, "processes", 0),
     "vGPU type": ({"vgpu_types": [{"id": 1}]}, "vgpu_types", 0),
     "Fault": ({"faults": [{"operation": "*", "code": 1}]}, "faults", 0),
@@ -438,18 +439,22 @@ class Documents(ZansimTest):
                 self.assertIn(form % (name if form != "-l %s " else name[1:]), text, script)
 
     def test_shells_complete_its_command_line(self):
-        environment = os.environ | {"PATH": PROGRAMS + ":" + os.environ["PATH"], "HOME": self.directory}
+        environment = os.environ | {"PATH": PROGRAMS + ":" + os.environ["PATH"],
+                                    "HOME": self.directory}
         script = os.path.join(COMPLETIONS, "zansim.")
         for typed, offered in [("zansim --ho", {"--host"}), ("zansim --host one", {"one-gpu"}),
                                ("zansim --virtual-clock -- printen", {"printenv"})]:
             words = " ".join(typed.split())
-            bash = f"""source {script}bash; COMP_WORDS=({words}); COMP_CWORD=$((${{#COMP_WORDS[@]}} - 1))
-                _zansim zansim "${{COMP_WORDS[-1]}}" "${{COMP_WORDS[-2]}}"; printf '%s\\n' "${{COMPREPLY[@]}}" """
+            bash = f"""source {script}bash; COMP_WORDS=({words})
+                COMP_CWORD=$((${{#COMP_WORDS[@]}} - 1))
+                _zansim zansim "${{COMP_WORDS[-1]}}" "${{COMP_WORDS[-2]}}"
+                printf '%s\\n' "${{COMPREPLY[@]}}" """
             fish = f"source {script}fish; complete -C '{typed}'"
             for shell, text in ("bash", bash), ("fish", fish):
-                run = subprocess.run([shell, "-c", text], stdout=subprocess.PIPE, text=True, timeout=60,
-                                     cwd=self.directory, env=environment)
-                self.assertEqual({line.split("\t")[0] for line in run.stdout.splitlines()}, offered, shell)
+                run = subprocess.run([shell, "-c", text], stdout=subprocess.PIPE, text=True,
+                                     timeout=60, cwd=self.directory, env=environment)
+                got = {line.split("\t")[0] for line in run.stdout.splitlines()}
+                self.assertEqual(got, offered, shell)
         subprocess.run(["zsh", "-n", os.path.join(COMPLETIONS, "_zansim")], check=True)
 
     def test_every_shipped_machine_is_good_and_described(self):

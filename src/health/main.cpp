@@ -1,0 +1,133 @@
+#include "collector/collector.h"
+#include "health/checks.h"
+#include "health/options.h"
+#include "output/replace_file.h"
+#include "output/standard_streams.h"
+#include "output/version.h"
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+
+namespace zanctl::health {
+namespace {
+
+constexpr std::array kSeverityNames = {"ok", "warning", "critical", "unknown"};
+
+const char* nameOf(Severity severity) { return kSeverityNames[static_cast<std::size_t>(severity)]; }
+
+int statusOf(Severity severity) { return static_cast<int>(severity); }
+
+int cannotSay(const std::string& problem) {
+  fmt::print(stderr, "zanctl-health: {}\n", problem);
+  return statusOf(Severity::unknown);
+}
+
+// Monitoring systems take a check that could print nothing for one that found nothing.
+int print(const std::string& text, int status) {
+  std::fwrite(text.data(), 1, text.size(), stdout);
+  return std::fflush(stdout) == 0 ? status : cannotSay("standard output could not be written");
+}
+
+// A UUID a line; "#" begins a remark.
+std::variant<std::vector<std::string>, std::string> readUuids(const std::string& file) {
+  std::ifstream stream(file);
+  if (!stream) return fmt::format("{}: {}", file, std::strerror(errno));
+  std::vector<std::string> uuids;
+  for (std::string line; std::getline(stream, line);) {
+    line.erase(std::min(line.find('#'), line.size()));
+    const std::size_t begin = line.find_first_not_of(" \t\r");
+    if (begin == std::string::npos) continue;
+    uuids.push_back(line.substr(begin, line.find_last_not_of(" \t\r") + 1 - begin));
+  }
+  if (stream.bad() || uuids.empty()) return fmt::format("{}: there is no UUID in it", file);
+  return uuids;
+}
+
+// Only a whole machine is worth remembering.
+int remember(const std::string& file, const collector::Snapshot& snapshot) {
+  std::string text;
+  for (const collector::Gpu& gpu : snapshot.gpus) {
+    if (gpu.state != collector::GpuState::up || gpu.uuid.empty()) {
+      return cannotSay(
+          fmt::format("GPU {} does not tell its UUID; {} stays as it was", gpu.index, file));
+    }
+    text += gpu.uuid + "\n";
+  }
+  if (text.empty()) {
+    return cannotSay(snapshot.problem.empty() ? "there is no GPU" : snapshot.problem);
+  }
+  const std::string problem = replaceFile(file, text);
+  return problem.empty() ? 0 : cannotSay(problem);
+}
+
+std::string subjectOf(const Problem& problem) {
+  if (!problem.gpu) return problem.uuid.empty() ? "" : fmt::format("GPU {} ", problem.uuid);
+  return problem.uuid.empty() ? fmt::format("GPU {} ", *problem.gpu)
+                              : fmt::format("GPU {} ({}) ", *problem.gpu, problem.uuid);
+}
+
+std::string textOf(const std::vector<Problem>& problems, const collector::Snapshot& snapshot) {
+  if (problems.empty()) {
+    return fmt::format("ok: {} GPU{}\n", snapshot.gpuCount, snapshot.gpuCount == 1 ? "" : "s");
+  }
+  std::string text;
+  for (const Problem& problem : problems) {
+    text += fmt::format("{}: {}{}\n", nameOf(problem.severity), subjectOf(problem), problem.text);
+  }
+  return text;
+}
+
+std::string jsonOf(const std::vector<Problem>& problems, const collector::Snapshot& snapshot) {
+  using Json = nlohmann::ordered_json;
+  Json object = {{"status", statusOf(worst(problems))},
+                 {"severity", nameOf(worst(problems))},
+                 {"gpu_count", snapshot.gpuCount},
+                 {"problems", Json::array()}};
+  for (const Problem& problem : problems) {
+    object["problems"].push_back(
+        {{"severity", nameOf(problem.severity)},
+         {"gpu", problem.gpu ? Json(*problem.gpu) : Json(nullptr)},
+         {"uuid", problem.uuid.empty() ? Json(nullptr) : Json(problem.uuid)},
+         {"text", problem.text}});
+  }
+  return object.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
+int run(std::span<char* const> argv) {
+  const auto parsed = parseOptions(argv);
+  if (const auto* problem = std::get_if<std::string>(&parsed)) return cannotSay(*problem);
+  const Options& options = std::get<Options>(parsed);
+  if (options.help) return print(helpText(), 0);
+  if (options.version) return print(fmt::format("zanctl-health {}\n", kVersion), 0);
+
+  std::vector<std::string> expected;
+  if (!options.uuidFile.empty()) {
+    auto uuids = readUuids(options.uuidFile);
+    if (const auto* problem = std::get_if<std::string>(&uuids)) return cannotSay(*problem);
+    expected = std::get<std::vector<std::string>>(std::move(uuids));
+  }
+  collector::Collector collector;
+  if (collector.descriptor() < 0) return cannotSay("there are no descriptors left");
+  const collector::Snapshot& snapshot =
+      collector.takeRound({.groups = groupsFor(options), .deadline = options.timeout});
+  if (!options.rememberFile.empty()) return remember(options.rememberFile, snapshot);
+
+  const std::vector<Problem> problems = check(snapshot, options, expected);
+  const int status = statusOf(worst(problems));
+  if (options.quiet) return status;
+  return print(options.json ? jsonOf(problems, snapshot) : textOf(problems, snapshot), status);
+}
+
+}  // namespace
+}  // namespace zanctl::health
+
+int main(int argc, char** argv) {
+  zanctl::occupyStandardStreams();
+  return zanctl::health::run({argv, static_cast<std::size_t>(argc)});
+}

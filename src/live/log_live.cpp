@@ -1,0 +1,99 @@
+#include "device/descriptor.h"
+#include "live/live.h"
+#include "live/log_view.h"
+#include "live/terminal.h"
+
+#include <fmt/format.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace zanctl::live {
+namespace {
+
+constexpr int kTick = 1000;  // ms between two looks whether the file has grown
+
+int complain(const std::string& problem) {
+  fmt::print(stderr, "zantop: {}\n", problem);
+  return 1;
+}
+
+LogLayout layoutFor(Size size, const LogData& data) {
+  return isEnough(size) ? layoutLog(size, data.gpus().size()) : LogLayout();
+}
+
+// Takes what the file has; false when it cannot be read.
+bool readOn(const Descriptor& file, LogData& data) {
+  std::array<char, 65536> block{};
+  for (;;) {
+    const ssize_t got = read(file.number(), block.data(), block.size());
+    if (got < 0 && errno == EINTR) continue;
+    if (got <= 0) return got == 0;
+    data.add({block.data(), static_cast<std::size_t>(got)});
+  }
+}
+
+Request takeKeys(Terminal& terminal, LogView& view, const LogData& data) {
+  while (const auto key = terminal.key()) {
+    const LogLayout layout = layoutFor(terminal.size(), data);
+    settle(view, data, layout);
+    const Request request = press(view, *key, data, layout);
+    if (request == Request::quit) return request;
+    if (request == Request::suspend) terminal.suspend();
+    if (request == Request::redraw) terminal.redraw();
+  }
+  return Request::none;
+}
+
+}  // namespace
+
+int runLog(const Options& options, Settings settings, const std::string& note) {
+  const Descriptor file(open(options.log.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  struct stat facts {};
+  if (!file.isOpen() || fstat(file.number(), &facts) != 0) {
+    return complain(fmt::format("{}: {}", options.log, std::strerror(errno)));
+  }
+  if (!S_ISREG(facts.st_mode)) return complain(fmt::format("{} is no regular file", options.log));
+  LogData data(GpuSelection(options.gpus), {options.begin, options.end});
+  if (!readOn(file, data))
+    return complain(fmt::format("{}: {}", options.log, std::strerror(errno)));
+  LogView view;
+  view.settings = settings;
+  view.note = note;
+  LogCircumstances circumstances;
+  circumstances.file = options.log;
+  if (options.batch) {
+    data.finish();
+    circumstances.onPaper = true;
+    const bool unicode = localeCharset() == Charset::unicode;
+    circumstances.graph = graphFor(settings, unicode);
+    Grid grid(paperSize(data.gpus().size() + 20), unicode ? Charset::unicode : Charset::ascii);
+    const LogLayout layout = layoutFor(grid.size(), data);
+    settle(view, data, layout);
+    drawLog(grid, data, view, layout, circumstances);
+    fmt::print("{}", grid.text());
+    return std::fflush(stdout) == 0 ? 0 : complain("standard output could not be written");
+  }
+  return showInTerminal(options, settings, [&](Terminal& terminal) {
+    while (!terminal.isOver()) {
+      readOn(file, data);
+      const LogLayout layout = layoutFor(terminal.size(), data);
+      settle(view, data, layout);
+      circumstances.graph = graphFor(view.settings, terminal.charset() == Charset::unicode);
+      terminal.begin(view.settings.theme);
+      drawLog(terminal, data, view, layout, circumstances);
+      terminal.show();
+      terminal.wait(-1, kTick);
+      if (takeKeys(terminal, view, data) == Request::quit) break;
+    }
+    settings.graph = view.settings.graph;
+    settings.theme = view.settings.theme;
+  });
+}
+
+}  // namespace zanctl::live

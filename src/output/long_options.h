@@ -1,0 +1,34 @@
+// Command lines of long options, each a row of a table that the help is written from, too.
+#pragma once
+
+#include <functional>
+#include <span>
+#include <string>
+
+namespace zanctl {
+
+struct LongOption {
+  const char* name;
+  char letter;        // its short form; 0 for none
+  const char* value;  // what the help calls it; null for an option without one
+  const char* help;
+  // Takes the value, or an empty text, and says what is wrong with it; empty when nothing is.
+  std::function<std::string(const std::string& value)> take;
+};
+
+// Takes one option after the other. What is wrong with the command line, in a line without a
+// newline; empty when nothing is. The options are all there is: further arguments are refused.
+std::string parseLongOptions(std::span<char* const> argv, std::span<const LongOption> options);
+
+// A line for each option.
+std::string helpOf(std::span<const LongOption> options);
+
+// For `take`: options without a value that set a flag.
+inline auto setFlag(bool& flag) {
+  return [&flag](const std::string& /*value*/) {
+    flag = true;
+    return std::string();
+  };
+}
+
+}  // namespace zanctl

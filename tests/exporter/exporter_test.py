@@ -1,0 +1,422 @@
+"""The exporter on simulated machines, with libraries and clients that mean no good."""
+import base64
+import concurrent.futures
+import ctypes
+import json
+import os
+import socket
+import ssl
+import subprocess
+import tempfile
+import time
+import unittest
+
+from prometheus_client.openmetrics.parser import text_string_to_metric_families
+
+from machine import BINARIES, HOSTILE, HOSTS, OPEN_METRICS, Machine, eventually, samples, select
+
+EVERYTHING = ("--processes", "--collect=identity,temperature,power,clock,utilization,engines,"
+              "memory,pcie,pcie_throughput,processes,vgpu")
+HANG = 3_600_000_000
+
+
+def up(found):
+    return {int(gpu): value for gpu, value in select(found, "zanthe_gpu_up").items()}
+
+
+class Formats(unittest.TestCase):
+    def test_every_machine_speaks_both_dialects(self):
+        for host in HOSTS:
+            with self.subTest(host), Machine(host, options=["--virtual-clock"]) as machine:
+                plain = machine.run("zanctl-exporter", "--once", *EVERYTHING).stdout
+                subprocess.run(["promtool", "check", "metrics"], input=plain, text=True, check=True)
+                text = machine.run("zanctl-exporter", "--once", "--format=openmetrics",
+                                   *EVERYTHING).stdout
+                parsed = {}
+                for family in text_string_to_metric_families(text):
+                    for sample in family.samples:
+                        key = (sample.name, frozenset(sample.labels.items()))
+                        self.assertNotIn(key, parsed)
+                        parsed[key] = sample.value
+                # Processes of the two runs have other ids, and rounds take other times.
+                strip = lambda found: {key: value for key, value in found.items()
+                                       if "process_memory" not in key[0] and "round" not in key[0]}
+                self.assertEqual(strip(parsed), strip(samples(plain)))
+                self.assertGreater(len(parsed), 50)
+
+    def test_numbers_are_those_of_the_csv_query(self):
+        mebibyte, percent, mega = 2**20, 0.01, 1e6
+        columns = {
+            "memory.total": ("zanthe_gpu_memory_total_bytes", {}, mebibyte),
+            "memory.used": ("zanthe_gpu_memory_used_bytes", {}, mebibyte),
+            "temperature.gpu": ("zanthe_gpu_temperature_celsius", {"sensor": "gpu"}, 1),
+            "temperature.slowdown": ("zanthe_gpu_temperature_threshold_celsius",
+                                     {"threshold": "slowdown"}, 1),
+            "gpu.power.draw": ("zanthe_gpu_power_watts", {}, 1),
+            "gpu.power.limit": ("zanthe_gpu_power_limit_watts", {"limit": "management"}, 1),
+            "utilization.gpu": ("zanthe_gpu_utilization_ratio", {"engine": "sm"}, percent),
+            "utilization.decoder": ("zanthe_gpu_utilization_ratio", {"engine": "decoder"}, percent),
+            "clocks.sm": ("zanthe_gpu_clock_hertz", {"domain": "sm"}, mega),
+            "clocks.max.mem": ("zanthe_gpu_clock_max_hertz", {"domain": "memory"}, mega),
+            "pcie.link.width.max": ("zanthe_gpu_pcie_link_width_max_lanes", {}, 1),
+            "pcie.tx.throughput": ("zanthe_gpu_pcie_throughput_bytes_per_second",
+                                   {"direction": "transmit"}, 1000),
+            "retired_pages.dbe": ("zanthe_gpu_retired_pages", {"cause": "double_bit"}, 1),
+            "fan.speed": ("zanthe_gpu_fan_speed_ratio", {}, percent),
+        }
+        for host in ("eight-gpu", "failing-host"):
+            with self.subTest(host), Machine(host, options=["--virtual-clock"]) as machine:
+                found = samples(machine.run("zanctl-exporter", "--once", *EVERYTHING).stdout)
+                query = machine.run("zanctl", f"--query-gpu={','.join(columns)}",
+                                    "--format=csv,noheader,nounits").stdout.splitlines()
+                for gpu, line in enumerate(query):
+                    for text, (name, labels, factor) in zip(line.split(", "), columns.values()):
+                        value = select(found, name, **labels).get(str(gpu))
+                        if text == "[N/A]" or text == str(2**32 - 1):
+                            self.assertIsNone(value, name)
+                        else:
+                            # The query rounds bytes down to MiB.
+                            self.assertAlmostEqual(value / factor, int(text), msg=name,
+                                                   delta=1 if factor == mebibyte else 1e-9)
+
+    def test_json_has_null_for_what_is_unknown(self):
+        with Machine("failing-host") as machine:
+            snapshot = json.loads(machine.run("zanctl-exporter", "--once", "--format=json").stdout)
+        self.assertEqual(snapshot["library"], "running")
+        self.assertIsNone(snapshot["driver_version"])
+        self.assertIsNone(snapshot["gpus"][0]["power"]["usage_watts"])
+        self.assertEqual(snapshot["gpus"][6]["memory"]["used_bytes"], 4 * 2**30)
+        self.assertEqual(snapshot["gpus"][7]["state"], "silent")
+
+    def test_nothing_is_asked_that_is_not_shown(self):
+        with Machine("one-gpu") as machine:
+            machine.run("zanctl-exporter", "--once", "--collect=temperature", "--no-collect=")
+            calls = {line.split()[1].split("(")[0] for line in machine.trace.read_text().splitlines()}
+        self.assertEqual({call for call in calls if "Device" in call}, {
+            "nvmlDeviceGetCount_v2", "nvmlDeviceGetHandleByIndex_v2", "nvmlDeviceGetUUID",
+            "zanmlDeviceGetResetStatus", "nvmlDeviceGetTemperature",
+            "zanmlDeviceGetBoardTemperature", "nvmlDeviceGetTemperatureThreshold",
+            "nvmlDeviceGetFanSpeed"})
+
+
+class Textfile(unittest.TestCase):
+    def test_is_replaced_as_a_whole_or_not_at_all(self):
+        with Machine("one-gpu") as machine:
+            path = machine.directory / "out" / "zanthe.prom"
+            missing = machine.run("zanctl-exporter", f"--textfile={path}")
+            self.assertEqual((missing.returncode, missing.stderr),
+                             (1, f"zanctl-exporter: {path}: No such file or directory\n"))
+            path.parent.mkdir()
+            self.assertEqual(machine.run("zanctl-exporter", f"--textfile={path}").returncode, 0)
+            self.assertEqual(os.stat(path).st_mode & 0o7777, 0o644)
+            self.assertEqual(up(samples(path.read_text())), {0: 1})
+            self.assertEqual(os.listdir(path.parent), ["zanthe.prom"])
+
+    def test_survives_a_full_disk(self):
+        script = """mount -t tmpfs -o size=8k none "$1" || exit 77
+            echo old > "$1/f.prom"
+            "$3/zansim" --host one-gpu --state "$2" -- "$3/zanctl-exporter" --textfile="$1/f.prom"
+            echo $?; ls "$1"; cat "$1/f.prom" """
+        with tempfile.TemporaryDirectory() as full, tempfile.TemporaryDirectory() as state:
+            run = subprocess.run(["unshare", "-Urm", "/bin/sh", "-c", script, "sh", full, state,
+                                  BINARIES], text=True, capture_output=True)
+        if run.returncode == 77 or "unshare" in run.stderr:
+            self.skipTest("no file system of one's own")
+        self.assertEqual(run.stdout, "1\nf.prom\nold\n")
+        self.assertIn("No space left on device", run.stderr)
+
+
+class Server(unittest.TestCase):
+    def test_answers_paths_and_methods(self):
+        with Machine("one-gpu") as machine:
+            exporter = machine.serve("--web.telemetry-path=/gpu")
+            self.assertIn("/gpu", exporter.get("/")[1])
+            statuses = {path: exporter.get(path)[0]
+                        for path in ("/gpu", "/gpu?x=1", "/metrics", "/-/healthy", "/-/ready")}
+            self.assertEqual(list(statuses.values()), [200, 200, 404, 200, 200])
+            self.assertEqual(exporter.get("/gpu", "POST")[0], 405)
+            status, text, headers = exporter.get("/gpu", "HEAD")
+            self.assertEqual((status, text), (200, ""))
+            self.assertEqual(headers["Content-Type"], "text/plain; version=0.0.4; charset=utf-8")
+            headers = exporter.get("/gpu", Accept=OPEN_METRICS)[2]
+            self.assertEqual(headers["Content-Type"],
+                             "application/openmetrics-text; version=1.0.0; charset=utf-8")
+            self.assertEqual(exporter.get("/gpu", Filler="x" * 16_500)[0], 431)
+            self.assertEqual(exporter.get("/gpu", Filler="x" * 60_000)[0], 431)
+            self.assertEqual(exporter.get("/gpu", Filler="x" * 15_000)[0], 200)
+            self.assertEqual(exporter.end(), 0)
+
+    def test_scrapes_share_a_round_and_health_needs_none(self):
+        slow = {"gpus": [{}], "faults": [{"operation": "nvmlDeviceGetUUID", "latency_us": 700_000}]}
+        with Machine(slow) as machine:
+            exporter = machine.serve()
+            self.assertEqual(exporter.get("/-/ready")[0], 503)
+            self.assertEqual(exporter.get("/-/healthy")[0], 200)
+            eventually(lambda: exporter.get("/-/ready")[0] == 200)
+            with concurrent.futures.ThreadPoolExecutor(20) as pool:
+                results = list(pool.map(lambda _: exporter.scrape(), range(20)))
+            self.assertTrue(all(up(result) == {0: 1} for result in results))
+            rounds = sum("GetUUID" in line for line in machine.trace.read_text().splitlines())
+            # The first one makes the library ready; whoever comes late needs another.
+            self.assertLessEqual(rounds, 3)
+
+    def test_refuses_to_start_in_one_line(self):
+        with Machine("one-gpu") as machine, socket.create_server(("127.0.0.1", 0)) as taken:
+            address = "127.0.0.1:%d" % taken.getsockname()[1]
+            (machine.directory / "web.yml").write_text("tls_server_config:\n  cert_file: none\n")
+            for option, words in ((f"--web.listen-address={address}", [address, "in use"]),
+                                  ("--web.listen-address=9835", ["9835", "HOST:PORT"]),
+                                  ("--web.systemd-socket", ["no socket"]),
+                                  ("--collect=heat", ["--collect", "heat"]),
+                                  ("--once=yes", ["--once"]), ("extra", ["extra"]),
+                                  (f"--web.config.file={machine.directory}/web.yml",
+                                   ["web.yml:2:", "none", "cannot be read"]),
+                                  ("--web.config.file=/nonexistent", ["/nonexistent"])):
+                run = machine.run("zanctl-exporter", option)
+                self.assertEqual((run.returncode, run.stdout), (1, ""), option)
+                self.assertEqual(run.stderr.count("\n"), 1)
+                for word in words:
+                    self.assertIn(word, run.stderr)
+
+    def test_takes_the_sockets_of_systemd(self):
+        with Machine("one-gpu") as machine, socket.create_server(("127.0.0.1", 0)) as listener:
+            os.set_inheritable(listener.fileno(), True)
+            setting = f"exec 3<&{listener.fileno()}; export LISTEN_PID=$$ LISTEN_FDS=1;"
+            command = machine.command("zanctl-exporter", "--web.systemd-socket", setting=setting)
+            process = subprocess.Popen(command, pass_fds=[listener.fileno()],
+                                       stderr=subprocess.DEVNULL)
+            machine.processes.append(process)
+            with socket.create_connection(listener.getsockname()) as client:
+                client.sendall(b"GET /-/healthy HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n")
+                self.assertIn(b"200 OK", client.recv(100))
+
+    def test_endures_slow_and_broken_clients(self):
+        with Machine() as machine:
+            exporter = machine.serve()
+            exporter.scrape()
+            crowd = [exporter.connect(data) for data in
+                     (b"", b"GET /metr", b"GET / HTTP/1.1\r\nA: ", b"\0\xff\r\n\r\n", b"\x16\x03\x01") * 10]
+            self.assertEqual(len(up(exporter.scrape())), 8)
+            request = b"GET /metrics HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n"
+            gone = [exporter.connect(request) for _ in range(5)]
+            for connection in crowd + gone:
+                connection.close()
+            with concurrent.futures.ThreadPoolExecutor(200) as pool:
+                statuses = set(pool.map(lambda _: exporter.get()[0], range(200)))
+            self.assertEqual(statuses, {200})
+            with exporter.connect(b"GET / HTTP/1.1\r\nA: " + b"x" * 200_000) as endless:
+                self.assertIn(b"431", endless.recv(100))
+
+    def test_ends_at_once_and_leaves_no_child(self):
+        hanging = {"gpus": [{}, {}],
+                   "faults": [{"operation": "nvmlDeviceGetUUID", "gpu": 1, "latency_us": HANG}]}
+        with Machine(hanging) as machine:
+            exporter = machine.serve()
+            children = eventually(exporter.children)
+            client = exporter.connect(b"GET /metrics HTTP/1.1\r\nHost: x\r\n\r\n")
+            time.sleep(0.1)
+            start = time.monotonic()
+            self.assertEqual(exporter.end(), 0)
+            self.assertLess(time.monotonic() - start, 3)
+            with client:
+                self.assertEqual(client.recv(100), b"")
+            self.assertFalse([pid for pid in children if os.path.exists(f"/proc/{pid}")])
+
+    @unittest.skipIf("ZANCTL_SANITIZED" in os.environ, "sanitizers hold freed memory back")
+    def test_stays_small(self):
+        with Machine() as machine:
+            exporter = machine.serve()
+            for _ in range(50):
+                exporter.scrape()
+            before = exporter.memory()
+            for _ in range(300):
+                exporter.get(Accept=OPEN_METRICS)
+            self.assertLess(exporter.memory() - before, 300_000)
+            self.assertLess(exporter.memory(), 20_000_000)
+
+
+class Library(unittest.TestCase):
+    def test_a_hung_gpu_costs_one_slow_scrape(self):
+        host = {"gpus": [{"count": 3}]}
+        with Machine(host) as machine:
+            exporter = machine.serve()
+            self.assertEqual(up(exporter.scrape()), {0: 1, 1: 1, 2: 1})
+            time.sleep(1)
+            machine.describe(host | {"faults": [
+                {"operation": "nvmlDeviceGetPowerUsage", "gpu": 1, "latency_us": HANG}]})
+            found = exporter.scrape()
+            self.assertEqual(up(found), {0: 1, 1: 0, 2: 1})
+            self.assertNotIn("1", select(found, "zanthe_gpu_power_watts"))
+            found = exporter.scrape()
+            self.assertEqual(up(found), {0: 1, 1: 0, 2: 1})
+            self.assertLess(found["zanctl_exporter_round_duration_seconds", frozenset()], 3)
+            self.assertEqual(found["zanctl_exporter_round_timeouts_total", frozenset()], 1)
+            self.assertEqual(found["zanctl_exporter_collector_restarts_total", frozenset()], 1)
+
+    def test_a_lost_gpu_keeps_its_uuid_and_is_found_again(self):
+        host = {"gpus": [{"count": 3}]}
+        with Machine(host) as machine:
+            exporter = machine.serve()
+            before = {key for key in exporter.scrape() if key[0] == "zanthe_gpu_up"}
+            machine.describe(host | {"lost": [{"gpu": 1}]})
+            found = eventually(lambda: (s := exporter.scrape()) and up(s)[1] == 0 and s)
+            self.assertEqual({key for key in found if key[0] == "zanthe_gpu_up"}, before)
+            machine.describe(host)
+            eventually(lambda: up(exporter.scrape())[1] == 1)
+
+    def test_a_library_that_crashes_hangs_and_lies(self):
+        with Machine(hostile=True) as machine:
+            exporter = machine.serve()
+            self.assertEqual(up(exporter.scrape()), {0: 1, 1: 1, 2: 1})
+            machine.mood.write_text("garbage")
+            text = exporter.get(Accept=OPEN_METRICS)[1]
+            names = {family.name for family in text_string_to_metric_families(text)}
+            self.assertFalse(names & {"zanthe_gpu_power_watts", "zanthe_gpu_processes",
+                                      "zanthe_gpu_memory_used_bytes", "zanthe_gpu_jpu_busy_seconds",
+                                      "zanthe_gpu_vpu_utilization_ratio"})
+            self.assertIn('serial=""', text)
+            time.sleep(1)
+            machine.mood.write_text("crash")
+            found = exporter.scrape()
+            self.assertEqual(up(found), {0: 1, 1: 0, 2: 1})
+            self.assertEqual(found["zanctl_exporter_round_timeouts_total", frozenset()], 0)
+            os.kill(int(exporter.children()[0]), 9)
+            machine.mood.write_text("hang_at_start")
+            found = exporter.scrape(seconds=2)
+            self.assertEqual(up(found), {0: 0, 1: 0, 2: 0})
+            self.assertEqual(found["zanthe_gpus", frozenset()], 0)
+            self.assertEqual(exporter.get("/-/healthy")[0], 200)
+            machine.mood.write_text("well")
+            eventually(lambda: up(exporter.scrape()).get(0) == 1)
+
+    def test_a_library_and_a_driver_that_come_later(self):
+        with Machine({"gpus": [{}], "library": False}) as machine:
+            later = machine.directory / "later"
+            later.mkdir()
+            machine.libraries = str(later)
+            exporter = machine.serve()
+            found = exporter.scrape()
+            self.assertEqual(found["zanthe_gpus", frozenset()], 0)
+            self.assertFalse(select(found, "zanthe_driver_info"))
+            os.symlink(f"{HOSTILE}/libzanml.so", later / "libzanml.so")
+            self.assertEqual(exporter.scrape()["zanthe_gpus", frozenset()], 3)
+        with Machine({"gpus": [{}], "driver_nodes": False}) as machine:
+            self.assertIn("zanthe_gpus 0\n", machine.run("zanctl-exporter", "--once").stdout)
+
+
+class Access(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        crypt = ctypes.CDLL("libcrypt.so.1").crypt
+        crypt.restype = ctypes.c_char_p
+        cls.hash = crypt(b"secret", b"$2b$05$abcdefghijklmnopqrstuu").decode()
+
+    def configure(self, machine, text):
+        draft = machine.directory / "draft.yml"
+        draft.write_text(text)
+        draft.rename(machine.directory / "web.yml")
+        return f"--web.config.file={machine.directory}/web.yml"
+
+    def login(self, password):
+        return {"Authorization": "Basic " + base64.b64encode(f"u:{password}".encode()).decode()}
+
+    def test_passwords(self):
+        users = f"basic_auth_users:\n  u: {self.hash}\n"
+        with Machine("one-gpu") as machine:
+            exporter = machine.serve(self.configure(machine, users))
+            status, _, headers = exporter.get("/")
+            self.assertEqual((status, headers["WWW-Authenticate"].split()[0]), (401, "Basic"))
+            self.assertEqual(exporter.get(Authorization="Basic %%%")[0], 401)
+            self.assertEqual(exporter.get(**self.login("secret"))[0], 200)
+            with concurrent.futures.ThreadPoolExecutor(40) as pool:
+                crowd = [pool.submit(exporter.get, **self.login(f"wrong{i}")) for i in range(100)]
+                for _ in range(5):
+                    self.assertEqual(exporter.get(**self.login("secret"))[0], 200)
+                self.assertEqual({future.result()[0] for future in crowd}, {401})
+            for broken in ("basic_auth_users: [", users + "surprise: 1\n",
+                           users.replace("$2b$", "$1$"), users + f"  u: {self.hash}\n"):
+                self.configure(machine, broken)
+                self.assertEqual(exporter.get(**self.login("secret"))[0], 200)
+                self.assertEqual(exporter.get()[0], 401)
+            self.assertEqual(exporter.errors.read_text().count("the former configuration holds"), 4)
+            self.assertIn("web.yml:3: surprise is not supported", exporter.errors.read_text())
+            self.configure(machine, users.replace(" u:", " other:"))
+            self.assertEqual(exporter.get(**self.login("secret"))[0], 401)
+            self.configure(machine, "")
+            self.assertEqual(exporter.get()[0], 200)
+
+    def certify(self, machine):
+        subprocess.run(["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt",
+                        "ec_paramgen_curve:P-256", "-nodes", "-days", "2", "-subj", "/CN=localhost",
+                        "-addext", "subjectAltName=DNS:localhost", "-keyout",
+                        machine.directory / "key.pem", "-out", machine.directory / "cert.pem"],
+                       check=True, capture_output=True)
+        return ssl.create_default_context(cafile=machine.directory / "cert.pem")
+
+    def test_tls(self):
+        tls = "tls_server_config:\n  cert_file: cert.pem\n  key_file: key.pem\n"
+        with Machine("one-gpu") as machine:
+            context = self.certify(machine)
+            option = self.configure(machine, tls + "  min_version: TLS13\n")
+            subprocess.run(["promtool", "check", "web-config", machine.directory / "web.yml"],
+                           check=True, capture_output=True)
+            exporter = machine.serve(option)
+            self.assertEqual(exporter.get(context=context)[0], 200)
+            old = ssl.create_default_context(cafile=machine.directory / "cert.pem")
+            old.maximum_version = ssl.TLSVersion.TLSv1_2
+            with self.assertRaises(OSError):
+                exporter.get(context=old)
+            self.configure(machine, tls)
+            self.assertEqual(exporter.get(context=old)[0], 200)
+            renewed = self.certify(machine)
+            with self.assertRaises(ssl.SSLCertVerificationError):
+                exporter.get(context=context)
+            self.assertEqual(exporter.get(context=renewed)[0], 200)
+            (machine.directory / "key.pem").write_text("none")
+            self.assertEqual(exporter.get(context=renewed)[0], 200)
+            self.assertIn("certificate and key cannot be used", exporter.errors.read_text())
+
+
+class Health(unittest.TestCase):
+    def check(self, machine, *arguments):
+        run = machine.run("zanctl-health", *arguments)
+        return run.returncode, run.stdout
+
+    def test_names_what_is_wrong(self):
+        host = {"gpus": [{"count": 2, "memory": {"total": "10 GiB", "used": "1 GiB"}},
+                         {"processes": [{"command": "/bin/train --fast", "memory": "1 GiB"}]}]}
+        with Machine(host) as machine:
+            self.assertEqual(self.check(machine, "--gpus=3", "--max-memory-used=20%"),
+                             (0, "ok: 3 GPUs\n"))
+            uuids = machine.directory / "uuids"
+            self.assertEqual(self.check(machine, f"--remember={uuids}"), (0, ""))
+            lost = uuids.read_text().splitlines()[1]
+            status, text = self.check(machine, "--max-memory-used=5%", "-i", "0", "--gpus=4")
+            self.assertEqual(status, 2)
+            self.assertIn("critical: there are 3 GPUs instead of 4\n", text)
+            self.assertIn("in use, and its limit is 512 MiB\n", text)
+            status, text = self.check(machine, "--idle", "--json")
+            self.assertEqual((status, json.loads(text)["problems"][0]["gpu"]), (2, 2))
+            self.assertIn(", train", text)
+            self.assertEqual(self.check(machine, "--max-temperature=20", "-q"), (2, ""))
+            machine.describe(host | {"lost": [{"gpu": 1}]})
+            self.assertEqual(self.check(machine, f"--uuids={uuids}"),
+                             (2, f"critical: GPU 1 ({lost}) answers nothing\n"))
+            self.assertEqual(self.check(machine, f"--remember={uuids}")[0], 3)
+            self.assertIn(lost, uuids.read_text())
+
+    def test_says_when_it_cannot_find_out(self):
+        hanging = {"gpus": [{}, {}],
+                   "faults": [{"operation": "nvmlDeviceGetUUID", "gpu": 1, "latency_us": HANG}]}
+        with Machine(hanging) as machine:
+            self.assertEqual(self.check(machine, "--timeout=1"),
+                             (3, "unknown: GPU 1 does not answer in time\n"))
+        with Machine({"gpus": [{}], "library": False}) as machine:
+            status, text = self.check(machine)
+            self.assertEqual(status, 3)
+            self.assertIn("libzanml.so", text)
+            self.assertEqual(self.check(machine, "--gpus=many"), (3, ""))
+
+
+if __name__ == "__main__":
+    unittest.main()
