@@ -70,7 +70,7 @@ Host::Host(Host&& other) noexcept
       clock_(other.clock_) {}
 
 Host Host::fromFile(const std::string& name, std::string_view furtherKeys) {
-  std::string description = machineFile(name);
+  std::string description = content(fs::path(ZANCTL_TEST_DATA) / "machines" / name);
   description.insert(description.find('{') + 1, furtherKeys);
   return described(description);
 }
@@ -116,10 +116,6 @@ std::map<std::string, int> Host::callCounts() const {
   return counts;
 }
 
-std::string machineFile(const std::string& name) {
-  return content(fs::path(ZANCTL_TEST_DATA) / "machines" / name);
-}
-
 std::string difference(const std::string& before, const std::string& after) {
   const auto linesOf = [](const std::string& text) {
     std::istringstream stream(text);
@@ -151,13 +147,5 @@ std::string difference(const std::string& before, const std::string& after) {
 }
 
 bool updatesGolden() { return getenv("ZANCTL_UPDATE_GOLDEN") != nullptr; }
-
-void expectGolden(const std::string& name, const std::string& text) {
-  const fs::path path = fs::path(ZANCTL_TEST_DATA) / name;
-  if (updatesGolden()) std::ofstream(path) << text;
-  const std::string expected = content(path);
-  EXPECT_TRUE(expected == text) << difference(expected, text) << "is not as in " << name
-                                << "; ZANCTL_UPDATE_GOLDEN=1 writes it anew";
-}
 
 }  // namespace zanctl
