@@ -44,41 +44,6 @@ class Formats(unittest.TestCase):
                 self.assertEqual(strip(parsed), strip(samples(plain)))
                 self.assertGreater(len(parsed), 50)
 
-    def test_numbers_are_those_of_the_csv_query(self):
-        mebibyte, percent, mega = 2**20, 0.01, 1e6
-        columns = {
-            "memory.total": ("zanthe_gpu_memory_total_bytes", {}, mebibyte),
-            "memory.used": ("zanthe_gpu_memory_used_bytes", {}, mebibyte),
-            "temperature.gpu": ("zanthe_gpu_temperature_celsius", {"sensor": "gpu"}, 1),
-            "temperature.slowdown": ("zanthe_gpu_temperature_threshold_celsius",
-                                     {"threshold": "slowdown"}, 1),
-            "gpu.power.draw": ("zanthe_gpu_power_watts", {}, 1),
-            "gpu.power.limit": ("zanthe_gpu_power_limit_watts", {"limit": "management"}, 1),
-            "utilization.gpu": ("zanthe_gpu_utilization_ratio", {"engine": "sm"}, percent),
-            "utilization.decoder": ("zanthe_gpu_utilization_ratio", {"engine": "decoder"}, percent),
-            "clocks.sm": ("zanthe_gpu_clock_hertz", {"domain": "sm"}, mega),
-            "clocks.max.mem": ("zanthe_gpu_clock_max_hertz", {"domain": "memory"}, mega),
-            "pcie.link.width.max": ("zanthe_gpu_pcie_link_width_max_lanes", {}, 1),
-            "pcie.tx.throughput": ("zanthe_gpu_pcie_throughput_bytes_per_second",
-                                   {"direction": "transmit"}, 1000),
-            "retired_pages.dbe": ("zanthe_gpu_retired_pages", {"cause": "double_bit"}, 1),
-            "fan.speed": ("zanthe_gpu_fan_speed_ratio", {}, percent),
-        }
-        for host in ("eight-gpu", "failing-host"):
-            with self.subTest(host), Machine(host, options=["--virtual-clock"]) as machine:
-                found = samples(machine.run("zanctl-exporter", "--once", *EVERYTHING).stdout)
-                query = machine.run("zanctl", f"--query-gpu={','.join(columns)}",
-                                    "--format=csv,noheader,nounits").stdout.splitlines()
-                for gpu, line in enumerate(query):
-                    for text, (name, labels, factor) in zip(line.split(", "), columns.values()):
-                        value = select(found, name, **labels).get(str(gpu))
-                        if text == "[N/A]" or text == str(2**32 - 1):
-                            self.assertIsNone(value, name)
-                        else:
-                            # The query rounds bytes down to MiB.
-                            self.assertAlmostEqual(value / factor, int(text), msg=name,
-                                                   delta=1 if factor == mebibyte else 1e-9)
-
     def test_json_has_null_for_what_is_unknown(self):
         with Machine("failing-host") as machine:
             snapshot = json.loads(machine.run("zanctl-exporter", "--once", "--format=json").stdout)
@@ -382,29 +347,6 @@ class Health(unittest.TestCase):
     def check(self, machine, *arguments):
         run = machine.run("zanctl-health", *arguments)
         return run.returncode, run.stdout
-
-    def test_names_what_is_wrong(self):
-        host = {"gpus": [{"count": 2, "memory": {"total": "10 GiB", "used": "1 GiB"}},
-                         {"processes": [{"command": "/bin/train --fast", "memory": "1 GiB"}]}]}
-        with Machine(host) as machine:
-            self.assertEqual(self.check(machine, "--gpus=3", "--max-memory-used=20%"),
-                             (0, "ok: 3 GPUs\n"))
-            uuids = machine.directory / "uuids"
-            self.assertEqual(self.check(machine, f"--remember={uuids}"), (0, ""))
-            lost = uuids.read_text().splitlines()[1]
-            status, text = self.check(machine, "--max-memory-used=5%", "-i", "0", "--gpus=4")
-            self.assertEqual(status, 2)
-            self.assertIn("critical: there are 3 GPUs instead of 4\n", text)
-            self.assertIn("in use, and its limit is 512 MiB\n", text)
-            status, text = self.check(machine, "--idle", "--json")
-            self.assertEqual((status, json.loads(text)["problems"][0]["gpu"]), (2, 2))
-            self.assertIn(", train", text)
-            self.assertEqual(self.check(machine, "--max-temperature=20", "-q"), (2, ""))
-            machine.describe(host | {"lost": [{"gpu": 1}]})
-            self.assertEqual(self.check(machine, f"--uuids={uuids}"),
-                             (2, f"critical: GPU 1 ({lost}) answers nothing\n"))
-            self.assertEqual(self.check(machine, f"--remember={uuids}")[0], 3)
-            self.assertIn(lost, uuids.read_text())
 
     def test_says_when_it_cannot_find_out(self):
         hanging = {"gpus": [{}, {}],

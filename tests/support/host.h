@@ -62,9 +62,6 @@ class Host {
   Clock clock_ = Clock::standing;
 };
 
-// The lines that differ, as `diff` would show them; empty when none does.
-std::string difference(const std::string& before, const std::string& after);
-
 // Whether ZANCTL_UPDATE_GOLDEN=1 is in the environment: what is printed then takes the place of
 // what is expected. Read it before you commit it.
 bool updatesGolden();
