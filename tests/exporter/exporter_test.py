@@ -44,6 +44,41 @@ class Formats(unittest.TestCase):
                 self.assertEqual(strip(parsed), strip(samples(plain)))
                 self.assertGreater(len(parsed), 50)
 
+    def test_numbers_are_those_of_the_csv_query(self):
+        mebibyte, percent, mega = 2**20, 0.01, 1e6
+        columns = {
+            "memory.total": ("zanthe_gpu_memory_total_bytes", {}, mebibyte),
+            "memory.used": ("zanthe_gpu_memory_used_bytes", {}, mebibyte),
+            "temperature.gpu": ("zanthe_gpu_temperature_celsius", {"sensor": "gpu"}, 1),
+            "temperature.slowdown": ("zanthe_gpu_temperature_threshold_celsius",
+                                     {"threshold": "slowdown"}, 1),
+            "gpu.power.draw": ("zanthe_gpu_power_watts", {}, 1),
+            "gpu.power.limit": ("zanthe_gpu_power_limit_watts", {"limit": "management"}, 1),
+            "utilization.gpu": ("zanthe_gpu_utilization_ratio", {"engine": "sm"}, percent),
+            "utilization.decoder": ("zanthe_gpu_utilization_ratio", {"engine": "decoder"}, percent),
+            "clocks.sm": ("zanthe_gpu_clock_hertz", {"domain": "sm"}, mega),
+            "clocks.max.mem": ("zanthe_gpu_clock_max_hertz", {"domain": "memory"}, mega),
+            "pcie.link.width.max": ("zanthe_gpu_pcie_link_width_max_lanes", {}, 1),
+            "pcie.tx.throughput": ("zanthe_gpu_pcie_throughput_bytes_per_second",
+                                   {"direction": "transmit"}, 1000),
+            "retired_pages.dbe": ("zanthe_gpu_retired_pages", {"cause": "double_bit"}, 1),
+            "fan.speed": ("zanthe_gpu_fan_speed_ratio", {}, percent),
+        }
+        for host in ("eight-gpu", "failing-host"):
+            with self.subTest(host), Machine(host, options=["--virtual-clock"]) as machine:
+                found = samples(machine.run("zanctl-exporter", "--once", *EVERYTHING).stdout)
+                query = machine.run("zanctl", f"--query-gpu={','.join(columns)}",
+                                    "--format=csv,noheader,nounits").stdout.splitlines()
+                for gpu, line in enumerate(query):
+                    for text, (name, labels, factor) in zip(line.split(", "), columns.values()):
+                        value = select(found, name, **labels).get(str(gpu))
+                        if text == "[N/A]" or text == str(2**32 - 1):
+                            self.assertIsNone(value, name)
+                        else:
+                            # The query rounds bytes down to MiB.
+                            self.assertAlmostEqual(value / factor, int(text), msg=name,
+                                                   delta=1 if factor == mebibyte else 1e-9)
+
     def test_json_has_null_for_what_is_unknown(self):
         with Machine("failing-host") as machine:
             snapshot = json.loads(machine.run("zanctl-exporter", "--once", "--format=json").stdout)
@@ -334,6 +369,10 @@ class Access(unittest.TestCase):
                 exporter.get(context=old)
             self.configure(machine, tls)
             self.assertEqual(exporter.get(context=old)[0], 200)
+            old.minimum_version = old.maximum_version = ssl.TLSVersion.TLSv1_1
+            old.set_ciphers("DEFAULT:@SECLEVEL=0")
+            with self.assertRaises(OSError):
+                exporter.get(context=old)
             renewed = self.certify(machine)
             with self.assertRaises(ssl.SSLCertVerificationError):
                 exporter.get(context=context)

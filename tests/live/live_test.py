@@ -34,6 +34,11 @@ def day():
     return log
 
 
+DAY = tempfile.TemporaryDirectory()
+LOG = pathlib.Path(DAY.name) / "log"
+LOG.write_text(day())
+
+
 def masked(text):
     """The screen without the host's name and what its processes differ in."""
     lines = text.split("\n")
@@ -266,7 +271,7 @@ class Terminals(Screens):
 class RecordedDay(Screens):
     def test_the_cursor_goes_where_it_is_sent(self):
         log = self.directory / "day"
-        log.write_text(day() + "no record\n")
+        log.write_text(LOG.read_text() + "no record\n")
         shown = self.zantop("--log", str(log))
         shown.wait_for("following")
         shown.press("gn")
