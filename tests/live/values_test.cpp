@@ -4,7 +4,11 @@
 
 #include <gtest/gtest.h>
 
+#include <ctime>
 #include <sstream>
+
+#include <pwd.h>
+#include <unistd.h>
 
 namespace zanctl::live {
 namespace {
@@ -179,6 +183,40 @@ TEST(LogData, HasEverySeriesOfTheGpusAndTimesChosen) {
   EXPECT_EQ(0U, data.momentAt(0));
   EXPECT_EQ(1U, data.momentAt(36'001));
   EXPECT_EQ(1U, data.momentAt(86'399));
+}
+
+TEST(LogData, IsOverlookedByItsGreatestValuesWithoutBridgingLongPauses) {
+  LogData data(GpuSelection(), {});
+  // The pause before the last sample is longer than any between two samples may be.
+  for (const char* sample : {"10:00:00 0 10", "10:10:00 0 30", "10:12:00 0 20", "10:40:00 0 40"}) {
+    data.add(std::string(sample) + " 50 - 0 0 0 0 0 0\n");
+  }
+  std::string shown;
+  for (const float value : data.overview(0, LogSeries::power, 9)) {
+    shown += isKnown(value) ? std::to_string(static_cast<int>(value)) + " " : "- ";
+  }
+  EXPECT_EQ("10 10 30 - - - - - 40 ", shown);
+  EXPECT_EQ(2U, data.stretchOf(2, 9));
+  EXPECT_EQ(40, data.greatest(LogSeries::power));
+}
+
+TEST(ProcFiles, TellOfThisProcess) {
+  const auto self = static_cast<std::uint32_t>(getpid());
+  ProcFiles processes;
+  processes.nextRound();
+  const HostFacts before = *processes.look(self);
+  while (std::clock() < CLOCKS_PER_SEC / 4) {
+  }
+  processes.nextRound();
+  const HostFacts facts = *processes.look(self);
+  EXPECT_EQ(startTicksOf(self), facts.startTicks);
+  EXPECT_EQ(getpwuid(geteuid())->pw_name, facts.user);
+  EXPECT_NE(facts.command.find("live_test"), std::string::npos);
+  EXPECT_TRUE(facts.memory > 1'000'000 && facts.memory < 1'000'000'000) << facts.memory;
+  EXPECT_TRUE(facts.cpuPercent > 1 && facts.cpuPercent <= 150) << facts.cpuPercent;
+  EXPECT_LT(facts.seconds, 600U);
+  EXPECT_EQ(before.startTicks, facts.startTicks);
+  EXPECT_EQ(nullptr, processes.look(4'000'000));
 }
 
 }  // namespace
