@@ -115,22 +115,15 @@ TEST(Values, AreAddedUpWhereBothFiguresAreKnown) {
 }
 
 TEST(Values, ChangeTheirUnitsAtTheirBounds) {
-  for (const auto& [bytes, text] : std::map<std::uint64_t, std::string>{{0, "0"},
-                                                                        {1024, "1K"},
-                                                                        {(1 << 20) - 1, "1023K"},
-                                                                        {1 << 20, "1M"},
-                                                                        {(1 << 30) - 1, "1023M"},
-                                                                        {1 << 30, "1.0G"}}) {
-    EXPECT_EQ(text, bytesText(bytes));
+  std::string text;
+  for (const std::uint64_t bytes :
+       {0U, 1024U, (1U << 20U) - 1, 1U << 20U, (1U << 30U) - 1, 1U << 30U}) {
+    text += bytesText(bytes) + " ";
   }
-  for (const auto& [seconds, text] : std::map<std::uint64_t, std::string>{{59, "59s"},
-                                                                          {60, "0:01:00"},
-                                                                          {3605, "1:00:05"},
-                                                                          {86'399, "23:59:59"},
-                                                                          {86'400, "1d00h"},
-                                                                          {273'600, "3d04h"}}) {
-    EXPECT_EQ(text, durationText(seconds));
+  for (const std::uint64_t seconds : {59U, 60U, 3605U, 86'399U, 86'400U, 273'600U}) {
+    text += durationText(seconds) + " ";
   }
+  EXPECT_EQ("0 1K 1023K 1M 1023M 1.0G 59s 0:01:00 1:00:05 23:59:59 1d00h 3d04h ", text);
   std::vector<Style> styles;
   collector::Temperatures temperature = {84, {}, {}, 95, {}, {}};
   for (; *temperature.gpu <= 95; ++*temperature.gpu)
