@@ -177,6 +177,14 @@ TEST_F(Rounds, outliveALibraryThatCrashes) {
   EXPECT_EQ(collector.snapshot().roundTimeouts, 0U);
 }
 
+TEST_F(Rounds, startTheNextChildSoonAfterOneThatWasOfUse) {
+  for (int loss = 0; loss < 4; ++loss) {
+    EXPECT_EQ(round(900ms), "UUUU");
+    kill(machine->child, SIGKILL);
+    usleep(1'100'000);
+  }
+}
+
 TEST_F(Rounds, treatGarbageOnTheWireAsACrash) {
   machine->moods[1] = Mood::floods;
   for (const int garbage : {1, 2}) {

@@ -179,6 +179,12 @@ class Server(unittest.TestCase):
                 for word in words:
                     self.assertIn(word, run.stderr)
 
+    def test_listens_for_both_families(self):
+        with Machine("one-gpu") as machine:
+            exporter = machine.serve("--web.listen-address=:0")
+            for exporter.address in "127.0.0.1", "::1":
+                self.assertEqual(exporter.get("/-/healthy")[0], 200)
+
     def test_takes_the_sockets_of_systemd(self):
         with Machine("one-gpu") as machine, socket.create_server(("127.0.0.1", 0)) as listener:
             os.set_inheritable(listener.fileno(), True)
