@@ -422,6 +422,12 @@ class Health(unittest.TestCase):
             status, text = self.check(machine, "--idle", "--json")
             self.assertEqual((status, json.loads(text)["problems"][0]["gpu"]), (2, 2))
             self.assertIn(", train", text)
+            for entry in ({"kind": "dead"}, {"command": "holder", "lists": "all"}):
+                machine.describe({"gpus": [{}, {}, {"processes": [entry]}]})
+                self.assertEqual(self.check(machine, "--idle", "-q")[0], 2)
+            machine.describe({"gpus": [{"processes": [{"kind": "self"}]}, {}, {}]})
+            self.assertEqual(self.check(machine, "--idle")[0], 0)
+            self.assertEqual(json.loads(self.check(machine, "--uuids=none", "--json")[1])["status"], 3)
             self.assertEqual(self.check(machine, "--max-temperature=20", "-q"), (2, ""))
             machine.describe(host | {"lost": [{"gpu": 1}]})
             self.assertEqual(self.check(machine, f"--uuids={uuids}"),
