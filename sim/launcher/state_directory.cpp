@@ -204,9 +204,9 @@ std::string describeState(const std::string& directory) {
     const GpuState& changed = state->gpus[gpu];
     const std::uint64_t mask = changed.ceMask;
     if (changed.resetStatus == 0 && changed.resets == 0 && mask == 0) continue;
-    fmt::format_to(std::back_inserter(text), "gpu{} reset_status {} resets {}", gpu,
-                   changed.resetStatus.load(), changed.resets.load());
-    if (mask != 0) fmt::format_to(std::back_inserter(text), " ce_mask {:#x}", mask & ~kCeMaskIsSet);
+    text += fmt::format("gpu{} reset_status {} resets {}", gpu, changed.resetStatus.load(),
+                        changed.resets.load());
+    if (mask != 0) text += fmt::format(" ce_mask {:#x}", mask & ~kCeMaskIsSet);
     text += '\n';
   }
   for (const std::string& line : linesOf(settingsIn(directory))) text += "set " + line + "\n";

@@ -5,7 +5,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <iterator>
 #include <optional>
 #include <string_view>
 
@@ -118,7 +117,7 @@ std::string helpText() {
   text += helpOf(optionsInto(draft));
   text += "\nGroups (* not by default):\n ";
   for (const collector::NamedGroup& group : collector::kNamedGroups) {
-    fmt::format_to(std::back_inserter(text), " {}{}", group.name, group.byDefault ? "" : "*");
+    text += fmt::format(" {}{}", group.name, group.byDefault ? "" : "*");
   }
   return text + "\n";
 }

@@ -155,7 +155,7 @@ std::string helpText() {
     const std::string name =
         fmt::format("{}--{}{}{}", letter, option.name, option.value == nullptr ? "" : " ",
                     option.value == nullptr ? "" : option.value);
-    fmt::format_to(std::back_inserter(text), "  {:<24}{}\n", name, option.help);
+    text += fmt::format("  {:<24}{}\n", name, option.help);
   }
   return text + fmt::format("\nColumns: {}\n", columnNames());
 }
