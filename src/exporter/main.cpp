@@ -9,20 +9,10 @@
 
 #include <fmt/format.h>
 
-#include <cstdio>
+#include <csignal>
 
 namespace zanctl::exporter {
 namespace {
-
-int complain(const std::string& problem) {
-  fmt::print(stderr, "zanctl-exporter: {}\n", problem);
-  return 1;
-}
-
-int print(const std::string& text) {
-  std::fwrite(text.data(), 1, text.size(), stdout);
-  return std::fflush(stdout) == 0 ? 0 : complain("standard output could not be written");
-}
 
 std::string onceText(const Options& options, const collector::Snapshot& snapshot) {
   if (options.format == OutputFormat::json) return writeJson(snapshot);
@@ -33,21 +23,21 @@ std::string onceText(const Options& options, const collector::Snapshot& snapshot
 
 int run(std::span<char* const> argv) {
   const auto parsed = parseOptions(argv);
-  if (const auto* problem = std::get_if<std::string>(&parsed)) return complain(*problem);
+  if (const auto* problem = std::get_if<std::string>(&parsed)) return kVoice.complain(*problem);
   const Options& options = std::get<Options>(parsed);
-  if (options.help) return print(helpText());
-  if (options.version) return print(fmt::format("zanctl-exporter {}\n", kVersion));
+  if (options.help) return kVoice.print(helpText());
+  if (options.version) return kVoice.print(fmt::format("zanctl-exporter {}\n", kVersion));
 
   collector::Collector collector;
-  if (collector.descriptor() < 0) return complain("there are no descriptors left");
+  if (collector.descriptor() < 0) return kVoice.complain("there are no descriptors left");
   if (options.once) {
-    return print(onceText(options, collector.takeRound({.groups = options.groups})));
+    return kVoice.print(onceText(options, collector.takeRound({.groups = options.groups})));
   }
   if (!options.textfile.empty()) {
     const Scrape scrape(collector.takeRound({.groups = options.groups}), options.groups);
     const std::string problem =
         replaceFile(options.textfile, writeText(TextFormat::prometheus, scrape));
-    return problem.empty() ? 0 : complain(problem);
+    return problem.empty() ? 0 : kVoice.complain(problem);
   }
   return serve(options, collector);
 }
@@ -57,5 +47,7 @@ int run(std::span<char* const> argv) {
 
 int main(int argc, char** argv) {
   zanctl::occupyStandardStreams();
+  // A file that grows to its limit is one that cannot be written, like any other.
+  std::signal(SIGXFSZ, SIG_IGN);
   return zanctl::exporter::run({argv, static_cast<std::size_t>(argc)});
 }

@@ -54,13 +54,6 @@ struct Draft {
   bool processes = false;
 };
 
-auto setFile(std::string& file) {
-  return [&file](const std::string& value) {
-    file = value;
-    return file.empty() ? Problem("a file has a name") : Problem();
-  };
-}
-
 std::vector<LongOption> optionsInto(Draft& draft) {
   Options& options = draft.options;
   const auto addAddress = [&options](const std::string& value) {
