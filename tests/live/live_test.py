@@ -14,11 +14,29 @@ import unittest
 from screen import BINARIES, Terminal, zansim
 
 HERE = pathlib.Path(__file__).parent
-LOG = HERE / "day.log"
 HEADING = re.compile(r"^ ?GPU +PID")
 # Of the table of processes: what differs from run to run, by the heading that ends or begins it.
 RIGHT = {"PID": 7, "CPU%": 5, "MEM": 6, "TIME": 8}
 LEFT = {"USER": 8}
+
+
+def day():
+    """A log of fifty minutes, in which GPU 1 has nothing to do for two."""
+    log = ("#Time       gpu   pwr gtemp mtemp    sm   mem   enc   dec  mclk  pclk\n"
+           "#HH:MM:SS   Idx     W     C     C     %     %     %     %   MHz   MHz\n")
+    for minute in range(50):
+        for gpu, power in (0, 300 + minute % 20), (1, "-"):
+            temperature, use = 60 + minute % 5, 60 + (7 * minute + 3 * gpu) % 10
+            if gpu == 1 and minute in (20, 21):
+                temperature, use = 81, 3
+            log += (f" 10:{minute:02}:00     {gpu} {power:>5} {temperature:5}     - {use:5} {use // 2:5}"
+                    f"     0    12  1200  {1400 + minute % 9}\n")
+    return log
+
+
+DAY = tempfile.TemporaryDirectory()
+LOG = pathlib.Path(DAY.name) / "log"
+LOG.write_text(day())
 
 
 def masked(text):
