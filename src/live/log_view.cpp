@@ -1,5 +1,7 @@
 #include "live/log_view.h"
 
+#include "live/help.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -83,7 +85,7 @@ constexpr std::array kCommands = std::to_array<Command>({
      ZANTOP_DO(return nextGpu(view, data, std::max<std::size_t>(data.gpus().size(), 1) - 1))},
     {KeyCode::none, 'v', ZANTOP_DO(cycleGraph(view.settings); return Request::none)},
     {KeyCode::none, 'T', ZANTOP_DO(switchTheme(view.settings); return Request::none)},
-    {KeyCode::none, '?', ZANTOP_DO(view.help = !view.help; return Request::none)},
+    {KeyCode::none, '?', ZANTOP_DO(view.help = !view.help; view.helpTop = 0; return Request::none)},
     {KeyCode::escape, 27, ZANTOP_DO(view.help = false; return Request::none)},
     {KeyCode::none, 'q', ZANTOP_DO(return Request::quit)},
     {KeyCode::none, kInterruptKey, ZANTOP_DO(return Request::quit)},
@@ -91,22 +93,6 @@ constexpr std::array kCommands = std::to_array<Command>({
     {KeyCode::none, kRedrawKey, ZANTOP_DO(return Request::redraw)},
 });
 #undef ZANTOP_DO
-
-constexpr std::array kHelp = std::to_array<KeyHelp>({
-    {"Left Right h l", "the sample before, behind"},
-    {"Up Down k j", "a minute back, on"},
-    {"PgUp PgDn", "an hour back, on"},
-    {"Home End g G", "the first sample, the last"},
-    {"t", "to a time"},
-    {"n", "to the next moment where a value leaves its usual band"},
-    {"Tab", "the next GPU"},
-    {"v", "graphs of braille dots, of blocks, of plain characters"},
-    {"T", "colours for a dark or a light background"},
-    {"?", "this help"},
-    {"q", "quit"},
-    {"", ""},
-    {"", "At the last sample the view follows a file that is still written."},
-});
 
 // "10:30" is the full minute.
 std::optional<TimeOfDay> timeOf(const std::string& text) {
@@ -133,6 +119,29 @@ Request typeTime(LogView& view, const KeyPress& key, const LogData& data) {
     view.asksTime = false;
   }
   return Request::none;
+}
+
+// Whether the key is one that scrolls.
+bool scrollHelp(LogView& view, const KeyPress& key, const LogLayout& layout) {
+  const Size size = {layout.foot.width, layout.foot.bottom()};
+  struct Step {
+    KeyCode code;
+    char32_t character;
+    int lines;
+  };
+  const int page = size.height - 3;
+  const std::array<Step, 6> steps = {{{KeyCode::up, 'k', -1},
+                                      {KeyCode::down, 'j', 1},
+                                      {KeyCode::wheelUp, 0, -1},
+                                      {KeyCode::wheelDown, 0, 1},
+                                      {KeyCode::pageUp, 2, -page},
+                                      {KeyCode::pageDown, 6, page}}};
+  const auto* step = std::find_if(steps.begin(), steps.end(), [&key](const Step& known) {
+    return isMeant(key, known.code, known.character);
+  });
+  if (step == steps.end()) return false;
+  view.helpTop = std::clamp(view.helpTop + step->lines, 0, lastHelpTop(logKeyHelp(), size));
+  return true;
 }
 
 void click(LogView& view, const KeyPress& key, const LogData& data, const LogLayout& layout) {
@@ -164,6 +173,7 @@ void settle(LogView& view, const LogData& data, const LogLayout& layout) {
 Request press(LogView& view, const KeyPress& key, const LogData& data, const LogLayout& layout) {
   view.note.clear();
   if (view.asksTime) return typeTime(view, key, data);
+  if (view.help && scrollHelp(view, key, layout)) return Request::none;
   if (key.code == KeyCode::click) {
     click(view, key, data, layout);
     return Request::none;
@@ -173,8 +183,6 @@ Request press(LogView& view, const KeyPress& key, const LogData& data, const Log
   }
   return Request::none;
 }
-
-std::span<const KeyHelp> logKeyHelp() { return kHelp; }
 
 std::string timeText(TimeOfDay time) {
   return fmt::format("{:02}:{:02}:{:02}", time / 3600, time / 60 % 60, time % 60);

@@ -143,6 +143,9 @@ std::variant<Options, std::string> parseOptions(std::span<char* const> argv) {
   if (optind < count) {
     return fmt::format("{} is too much, see zantop --help", argv[static_cast<std::size_t>(optind)]);
   }
+  const Options nothing;
+  const bool ofDay = options.begin != nothing.begin || options.end != nothing.end;
+  if (ofDay && options.log.empty()) return "--begin and --end go with --log";
   if (options.end < options.begin) return "--end is before --begin";
   return options;
 }

@@ -60,6 +60,8 @@ struct FittedText {
 FittedText fitText(std::string_view text, int cells, Charset charset);
 // The cells that all of the text takes.
 int cellsOf(std::string_view text);
+// The text in at most so many cells, with a "+" at its end where something is missing.
+std::string shortened(std::string_view text, int cells);
 
 class Grid : public Surface {
  public:

@@ -15,7 +15,7 @@ from screen import BINARIES, Terminal, zansim
 
 HERE = pathlib.Path(__file__).parent
 LOG = HERE / "day.log"
-HEADING = re.compile(r"^ ?GPU +PID")
+HEADING = re.compile(r"^.(GPU)? +PID")
 # Of the table of processes: what differs from run to run, by the heading that ends or begins it.
 RIGHT = {"PID": 7, "CPU%": 5, "MEM": 6, "TIME": 8}
 LEFT = {"USER": 8}
@@ -28,7 +28,7 @@ def masked(text):
     spans = []
     for number, line in enumerate(lines):
         if HEADING.match(line):
-            found = {word.group(): word.span() for word in re.finditer(r"\S+", line)}
+            found = {word.group(): word.span() for word in re.finditer(r"[A-Z%-]+", line)}
             spans = [(found[name][1] - width, width) for name, width in RIGHT.items() if name in found]
             spans += [(found[name][0], width) for name, width in LEFT.items() if name in found]
         elif spans and re.match(r"^[> *] +\d+ ", line):
@@ -90,9 +90,9 @@ class Sizes(Screens):
         shown = self.zantop(width=120, height=40)
         shown.wait_for("rank 3")
         shown.press("\r")
-        self.expect("one_gpu", masked(shown.wait_for("Linked by")))
+        self.expect("one_gpu", masked(shown.wait_for("Links board")))
         shown.press("l")
-        shown.wait_for("GPU 1 Zanthe")
+        shown.wait_for("GPU 1  Zanthe")
 
     def test_vgpus_stand_among_the_processes(self):
         shown = self.zantop(machine={"host": "vgpu-host"}, width=110, height=28)
@@ -163,11 +163,11 @@ class Keys(Screens):
         shown = self.zantop(machine={"standing": False, "state": state})
         shown.wait_for("rank 3")
         shown.press("\tjs")
-        pid = int(re.search(r"Send TERM to (\d+)\?", shown.wait_for("Send TERM to")).group(1))
+        pid = int(re.search(r"Send TERM to (\d+) ", shown.wait_for("Send TERM to")).group(1))
         shown.press("y")
         shown.wait_for(f"sent TERM to {pid}")
         shown.press("js")
-        pid = int(re.search(r"Send TERM to (\d+)\?", shown.wait_for("Send TERM to")).group(1))
+        pid = int(re.search(r"Send TERM to (\d+) ", shown.wait_for("Send TERM to")).group(1))
         os.kill(pid, signal.SIGKILL)
         shown.press("y")
         shown.wait_for(lambda text: f"process {pid} has ended" in text or f"sent TERM to {pid}" in text)

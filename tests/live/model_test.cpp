@@ -110,7 +110,7 @@ TEST(Layout, NothingOverlapsOrLiesOutsideAtAnySize) {
           ASSERT_EQ(all.processes.bottom(), all.foot.y);
           ASSERT_GE(all.processes.height, 1);
           ASSERT_TRUE(gpus == 0 || all.gpusShown > 0);
-          const DetailLayout one = layoutDetail({width, height}, 28, rows, 1);
+          const DetailLayout one = layoutDetail({width, height}, 26, rows);
           ASSERT_LE(one.processes.bottom(), one.foot.y);
           ASSERT_GE(one.processes.height, 1);
           const LogLayout log = layoutLog({width, height}, gpus);
