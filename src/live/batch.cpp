@@ -14,9 +14,10 @@ namespace {
 
 // A number of cells in the environment; 0 without one.
 int sizeInEnvironment(const char* name) {
-  constexpr int kMost = 1000;
+  constexpr long kMost = 1000;
   const char* const text = std::getenv(name);
-  return text == nullptr ? 0 : std::clamp(std::atoi(text), 0, kMost);
+  return text == nullptr ? 0
+                         : static_cast<int>(std::clamp(std::strtol(text, nullptr, 10), 0L, kMost));
 }
 
 }  // namespace

@@ -29,6 +29,7 @@ constexpr std::array kColumnsOfLog = std::to_array<LogColumn>({
 });
 constexpr int kColumnWidth = 7;
 constexpr int kIndexWidth = 4;
+constexpr int kLeastBar = 8;
 
 std::string textOf(float value, std::string_view unit) {
   return isKnown(value) ? fmt::format("{:.0f}{}", value, unit) : "-";
@@ -47,6 +48,7 @@ void drawMoment(Surface& surface, const LogData& data, const LogView& view, cons
     surface.putRight(kIndexWidth + static_cast<int>(c) * (kColumnWidth + 1), y, kColumnWidth,
                      kColumnsOfLog[c].heading, Style::dim);
   }
+  if (barWidth >= kLeastBar) surface.put(barX + 1, y, "SM USE", Style::dim);
   const std::size_t end = std::min(view.gpuTop + layout.gpusShown, data.gpus().size());
   for (std::size_t gpu = view.gpuTop; gpu < end; ++gpu) {
     ++y;
@@ -60,7 +62,7 @@ void drawMoment(Surface& surface, const LogData& data, const LogView& view, cons
                        textOf(value, kColumnsOfLog[c].unit),
                        isKnown(value) ? Style::plain : Style::dim);
     }
-    if (barWidth < 8) continue;
+    if (barWidth < kLeastBar) continue;
     const float share = data.value(gpu, LogSeries::sm, view.moment) / 100;
     const BarText bar = drawBar(share, barWidth, kind);
     const int behind = surface.put(barX + 1, y, bar.filled, shareStyle(share));

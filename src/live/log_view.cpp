@@ -60,6 +60,7 @@ struct Command {
   KeyCode code;
   char32_t character;
   Request (*act)(LogView& view, const LogData& data);
+  bool onHelp = false;
 };
 
 #define ZANTOP_DO(expression)                                                           \
@@ -84,13 +85,14 @@ constexpr std::array kCommands = std::to_array<Command>({
     {KeyCode::backTab, 0,
      ZANTOP_DO(return nextGpu(view, data, std::max<std::size_t>(data.gpus().size(), 1) - 1))},
     {KeyCode::none, 'v', ZANTOP_DO(cycleGraph(view.settings); return Request::none)},
-    {KeyCode::none, 'T', ZANTOP_DO(switchTheme(view.settings); return Request::none)},
-    {KeyCode::none, '?', ZANTOP_DO(view.help = !view.help; view.helpTop = 0; return Request::none)},
-    {KeyCode::escape, 27, ZANTOP_DO(view.help = false; return Request::none)},
-    {KeyCode::none, 'q', ZANTOP_DO(return Request::quit)},
-    {KeyCode::none, kInterruptKey, ZANTOP_DO(return Request::quit)},
-    {KeyCode::none, kSuspendKey, ZANTOP_DO(return Request::suspend)},
-    {KeyCode::none, kRedrawKey, ZANTOP_DO(return Request::redraw)},
+    {KeyCode::none, 'T', ZANTOP_DO(switchTheme(view.settings); return Request::none), true},
+    {KeyCode::none, '?', ZANTOP_DO(view.help = !view.help; view.helpTop = 0; return Request::none),
+     true},
+    {KeyCode::escape, 27, ZANTOP_DO(view.help = false; return Request::none), true},
+    {KeyCode::none, 'q', ZANTOP_DO(return Request::quit), true},
+    {KeyCode::none, kInterruptKey, ZANTOP_DO(return Request::quit), true},
+    {KeyCode::none, kSuspendKey, ZANTOP_DO(return Request::suspend), true},
+    {KeyCode::none, kRedrawKey, ZANTOP_DO(return Request::redraw), true},
 });
 #undef ZANTOP_DO
 
@@ -121,27 +123,35 @@ Request typeTime(LogView& view, const KeyPress& key, const LogData& data) {
   return Request::none;
 }
 
-// Whether the key is one that scrolls.
-bool scrollHelp(LogView& view, const KeyPress& key, const LogLayout& layout) {
+// On the help keys scroll, or do what can be seen there.
+Request pressOnHelp(LogView& view, const KeyPress& key, const LogData& data,
+                    const LogLayout& layout) {
   const Size size = {layout.foot.width, layout.foot.bottom()};
+  const int last = lastHelpTop(logKeyHelp(), size);
   struct Step {
     KeyCode code;
     char32_t character;
     int lines;
   };
-  const int page = size.height - 3;
-  const std::array<Step, 6> steps = {{{KeyCode::up, 'k', -1},
+  const std::array<Step, 8> steps = {{{KeyCode::up, 'k', -1},
                                       {KeyCode::down, 'j', 1},
                                       {KeyCode::wheelUp, 0, -1},
                                       {KeyCode::wheelDown, 0, 1},
-                                      {KeyCode::pageUp, 2, -page},
-                                      {KeyCode::pageDown, 6, page}}};
-  const auto* step = std::find_if(steps.begin(), steps.end(), [&key](const Step& known) {
-    return isMeant(key, known.code, known.character);
-  });
-  if (step == steps.end()) return false;
-  view.helpTop = std::clamp(view.helpTop + step->lines, 0, lastHelpTop(logKeyHelp(), size));
-  return true;
+                                      {KeyCode::pageUp, 2, 3 - size.height},
+                                      {KeyCode::pageDown, 6, size.height - 3},
+                                      {KeyCode::home, 'g', -last},
+                                      {KeyCode::end, 'G', last}}};
+  for (const Step& step : steps) {
+    if (!isMeant(key, step.code, step.character)) continue;
+    view.helpTop = std::clamp(view.helpTop + step.lines, 0, last);
+    return Request::none;
+  }
+  for (const Command& command : kCommands) {
+    if (command.onHelp && isMeant(key, command.code, command.character)) {
+      return command.act(view, data);
+    }
+  }
+  return Request::none;
 }
 
 void click(LogView& view, const KeyPress& key, const LogData& data, const LogLayout& layout) {
@@ -173,7 +183,7 @@ void settle(LogView& view, const LogData& data, const LogLayout& layout) {
 Request press(LogView& view, const KeyPress& key, const LogData& data, const LogLayout& layout) {
   view.note.clear();
   if (view.asksTime) return typeTime(view, key, data);
-  if (view.help && scrollHelp(view, key, layout)) return Request::none;
+  if (view.help) return pressOnHelp(view, key, data, layout);
   if (key.code == KeyCode::click) {
     click(view, key, data, layout);
     return Request::none;

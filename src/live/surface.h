@@ -81,7 +81,8 @@ class Grid : public Surface {
     Style style = Style::plain;
   };
   [[nodiscard]] const Cell& cell(int x, int y) const {
-    return cells_[static_cast<std::size_t>(y * size_.width + x)];
+    return cells_[static_cast<std::size_t>(y) * static_cast<std::size_t>(size_.width) +
+                  static_cast<std::size_t>(x)];
   }
 
   Size size_;

@@ -130,7 +130,7 @@ std::unique_ptr<Terminal> Terminal::open(const TerminalOptions& options, std::st
   }
   const char* const name = std::getenv("TERM");
   if (!canPlaceText()) {
-    problem = fmt::format("the terminal \"{}\" cannot place text; --batch prints plain frames",
+    problem = fmt::format("the terminal \"{}\" is unknown or cannot place text; see --batch",
                           name == nullptr ? "" : name);
     return nullptr;
   }

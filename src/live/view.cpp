@@ -160,10 +160,14 @@ Request openOrClose(View& view) {
   return Request::round;
 }
 
+// On the help a key does nothing that cannot be seen there.
+enum class On : std::uint8_t { all, butHelp };
+
 struct Command {
   KeyCode code;
   char32_t character;
   Request (*act)(View& view, const Surroundings& around);
+  On screens = On::butHelp;
 };
 
 #define ZANTOP_DO(expression)                                                               \
@@ -184,19 +188,19 @@ constexpr auto kOther = ZANTOP_DO(
 constexpr auto kQuit = ZANTOP_DO(return Request::quit);
 
 constexpr std::array kCommands = std::to_array<Command>({
-    {KeyCode::up, 'k', kUp},
-    {KeyCode::down, 'j', kDown},
+    {KeyCode::up, 'k', kUp, On::all},
+    {KeyCode::down, 'j', kDown, On::all},
     {KeyCode::left, 'h', kLeft},
     {KeyCode::right, 'l', kRight},
-    {KeyCode::pageUp, 2, kPageUp},
-    {KeyCode::pageDown, 6, kPageDown},
-    {KeyCode::home, 'g', kFirst},
-    {KeyCode::end, 'G', kLast},
+    {KeyCode::pageUp, 2, kPageUp, On::all},
+    {KeyCode::pageDown, 6, kPageDown, On::all},
+    {KeyCode::home, 'g', kFirst, On::all},
+    {KeyCode::end, 'G', kLast, On::all},
     {KeyCode::tab, '\t', kOther},
     {KeyCode::backTab, 0, kOther},
-    {KeyCode::enter, '\r', ZANTOP_DO(return openOrClose(view))},
-    {KeyCode::escape, 27, ZANTOP_DO(return back(view))},
-    {KeyCode::backspace, 0, ZANTOP_DO(return back(view))},
+    {KeyCode::enter, '\r', ZANTOP_DO(return openOrClose(view)), On::all},
+    {KeyCode::escape, 27, ZANTOP_DO(return back(view)), On::all},
+    {KeyCode::backspace, 0, ZANTOP_DO(return back(view)), On::all},
     {KeyCode::none, '<', ZANTOP_DO(return sortBy(view, -1))},
     {KeyCode::none, '>', ZANTOP_DO(return sortBy(view, 1))},
     {KeyCode::none, 'r',
@@ -210,15 +214,15 @@ constexpr std::array kCommands = std::to_array<Command>({
     {KeyCode::none, '-', ZANTOP_DO(return changeInterval(view, false))},
     {KeyCode::none, 'u', ZANTOP_DO(return Request::round)},
     {KeyCode::none, 'v', ZANTOP_DO(cycleGraph(view.settings); return Request::none)},
-    {KeyCode::none, 'T', ZANTOP_DO(switchTheme(view.settings); return Request::none)},
+    {KeyCode::none, 'T', ZANTOP_DO(switchTheme(view.settings); return Request::none), On::all},
     {KeyCode::none, 'x', ZANTOP_DO(return hideColumn(view))},
     {KeyCode::none, 'X', ZANTOP_DO(view.settings.hidden = 0; return Request::none)},
     {KeyCode::none, 's', askToSignal},
-    {KeyCode::none, '?', ZANTOP_DO(return help(view))},
-    {KeyCode::none, 'q', kQuit},
-    {KeyCode::none, kInterruptKey, kQuit},
-    {KeyCode::none, kSuspendKey, ZANTOP_DO(return Request::suspend)},
-    {KeyCode::none, kRedrawKey, ZANTOP_DO(return Request::redraw)},
+    {KeyCode::none, '?', ZANTOP_DO(return help(view)), On::all},
+    {KeyCode::none, 'q', kQuit, On::all},
+    {KeyCode::none, kInterruptKey, kQuit, On::all},
+    {KeyCode::none, kSuspendKey, ZANTOP_DO(return Request::suspend), On::all},
+    {KeyCode::none, kRedrawKey, ZANTOP_DO(return Request::redraw), On::all},
 });
 #undef ZANTOP_DO
 
@@ -337,7 +341,9 @@ Request press(View& view, const KeyPress& key, const Surroundings& around) {
     return turnWheel(view, key, around);
   }
   for (const Command& command : kCommands) {
-    if (isMeant(key, command.code, command.character)) return command.act(view, around);
+    if (!isMeant(key, command.code, command.character)) continue;
+    const bool acts = view.screen != Screen::help || command.screens == On::all;
+    return acts ? command.act(view, around) : Request::none;
   }
   return Request::none;
 }

@@ -6,6 +6,9 @@
 #include <gtest/gtest.h>
 
 #include <clocale>
+#include <csignal>
+
+#include <unistd.h>
 
 namespace zanctl::live {
 namespace {
@@ -97,6 +100,14 @@ TEST(ProcessTable, AsksTheHostOnlyWhenTheOrderNeedsIt) {
   EXPECT_EQ(13U, tableRows(processes, order, host)[3]->pid);
   order.filter = "PROGRAM-2";
   EXPECT_EQ(1U, tableRows(processes, order, host).size());
+}
+
+TEST(Signals, ReachNoOtherProcessOfTheSameId) {
+  const auto self = static_cast<std::uint32_t>(getpid());
+  const std::uint64_t started = startTicksOf(self).value();
+  EXPECT_EQ("", signalProcess(self, started, 0));
+  EXPECT_EQ(std::to_string(self) + " is another process by now",
+            signalProcess(self, started + 1, SIGKILL));
 }
 
 TEST(Layout, NothingOverlapsOrLiesOutsideAtAnySize) {
