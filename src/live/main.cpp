@@ -10,11 +10,6 @@
 namespace zanctl::live {
 namespace {
 
-int complain(const std::string& problem) {
-  fmt::print(stderr, "zantop: {}\n", problem);
-  return 1;
-}
-
 int print(const std::string& text) {
   std::fwrite(text.data(), 1, text.size(), stdout);
   return std::fflush(stdout) == 0 ? 0 : complain("standard output could not be written");
