@@ -99,4 +99,9 @@ std::string helpText() {
          helpOf(optionsInto(options)) + fmt::format("\nColumns: {}\n", columnNames());
 }
 
+std::vector<OptionFacts> describeOptions() {
+  Options options;
+  return factsOf(optionsInto(options));
+}
+
 }  // namespace zanctl::live

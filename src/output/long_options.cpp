@@ -71,4 +71,15 @@ std::string helpOf(std::span<const LongOption> options) {
   return text;
 }
 
+std::vector<OptionFacts> factsOf(std::span<const LongOption> options) {
+  std::vector<OptionFacts> facts;
+  for (const LongOption& option : options) {
+    std::vector<std::string> names;
+    if (option.letter != 0) names.push_back(fmt::format("-{}", option.letter));
+    names.push_back(fmt::format("--{}", option.name));
+    facts.push_back({std::move(names), option.help, option.value != nullptr, false});
+  }
+  return facts;
+}
+
 }  // namespace zanctl

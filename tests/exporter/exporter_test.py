@@ -203,18 +203,6 @@ class Server(unittest.TestCase):
                 for word in words:
                     self.assertIn(word, run.stderr)
 
-    def test_takes_the_sockets_of_systemd(self):
-        with Machine("one-gpu") as machine, socket.create_server(("127.0.0.1", 0)) as listener:
-            os.set_inheritable(listener.fileno(), True)
-            setting = f"exec 3<&{listener.fileno()}; export LISTEN_PID=$$ LISTEN_FDS=1;"
-            command = machine.command("zanctl-exporter", "--web.systemd-socket", setting=setting)
-            process = subprocess.Popen(command, pass_fds=[listener.fileno()],
-                                       stderr=subprocess.DEVNULL)
-            machine.processes.append(process)
-            with socket.create_connection(listener.getsockname()) as client:
-                client.sendall(b"GET /-/healthy HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n")
-                self.assertIn(b"200 OK", client.recv(100))
-
     def test_endures_slow_and_broken_clients(self):
         with Machine() as machine:
             exporter = machine.serve()

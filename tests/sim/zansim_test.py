@@ -14,7 +14,6 @@ import unittest
 
 PROGRAMS, SOURCES = sys.argv[1:3]
 MANUALS = os.path.join(SOURCES, "man")
-COMPLETIONS = os.path.join(SOURCES, "packaging/completions")
 ZANSIM = os.path.join(PROGRAMS, "zansim")
 PIDS = "zanctl --query-compute-apps=pid,used_memory --format=csv,noheader"
 
@@ -432,30 +431,6 @@ class Documents(ZansimTest):
         documented = {item for item in self.items("zansim.1", "Fl") if item[1].startswith("-")}
         self.assertGreater(len(options), 9)
         self.assertEqual(options ^ documented, set())
-        for script, form in [("zansim.bash", "-%s"), ("_zansim", "-%s"), ("zansim.fish", "-l %s ")]:
-            with open(os.path.join(COMPLETIONS, script)) as file:
-                text = file.read()
-            for _, name in options:
-                self.assertIn(form % (name if form != "-l %s " else name[1:]), text, script)
-
-    def test_shells_complete_its_command_line(self):
-        environment = os.environ | {"PATH": PROGRAMS + ":" + os.environ["PATH"],
-                                    "HOME": self.directory}
-        script = os.path.join(COMPLETIONS, "zansim.")
-        for typed, offered in [("zansim --ho", {"--host"}), ("zansim --host one", {"one-gpu"}),
-                               ("zansim --virtual-clock -- printen", {"printenv"})]:
-            words = " ".join(typed.split())
-            bash = f"""source {script}bash; COMP_WORDS=({words})
-                COMP_CWORD=$((${{#COMP_WORDS[@]}} - 1))
-                _zansim zansim "${{COMP_WORDS[-1]}}" "${{COMP_WORDS[-2]}}"
-                printf '%s\\n' "${{COMPREPLY[@]}}" """
-            fish = f"source {script}fish; complete -C '{typed}'"
-            for shell, text in ("bash", bash), ("fish", fish):
-                run = subprocess.run([shell, "-c", text], stdout=subprocess.PIPE, text=True,
-                                     timeout=60, cwd=self.directory, env=environment)
-                got = {line.split("\t")[0] for line in run.stdout.splitlines()}
-                self.assertEqual(got, offered, shell)
-        subprocess.run(["zsh", "-n", os.path.join(COMPLETIONS, "_zansim")], check=True)
 
     def test_every_shipped_machine_is_good_and_described(self):
         self.assertRegex(self.zansim("--check", "eight-gpu")[1], "with 8 GPUs\n$")
