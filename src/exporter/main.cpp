@@ -3,8 +3,8 @@
 #include "exporter/options.h"
 #include "exporter/server.h"
 #include "exporter/text_format.h"
+#include "output/program_start.h"
 #include "output/replace_file.h"
-#include "output/standard_streams.h"
 #include "output/version.h"
 
 #include <fmt/format.h>
@@ -13,6 +13,10 @@
 
 namespace zanctl::exporter {
 namespace {
+
+[[gnu::constructor(101)]] void prepareForWantOfMemory() {
+  endOnWantOfMemory("zanctl-exporter: there is not enough memory\n", 1);
+}
 
 int complain(const std::string& problem) {
   fmt::print(stderr, "zanctl-exporter: {}\n", problem);
@@ -56,6 +60,6 @@ int run(std::span<char* const> argv) {
 }  // namespace zanctl::exporter
 
 int main(int argc, char** argv) {
-  zanctl::occupyStandardStreams();
+  zanctl::startProgram();
   return zanctl::exporter::run({argv, static_cast<std::size_t>(argc)});
 }
