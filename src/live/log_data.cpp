@@ -76,17 +76,25 @@ void LogData::takeRecord(const StatsRecord& record) {
     ++brokenLines_;
     return;
   }
-  const std::size_t gpu = placeOf(record.gpu);
-  if (moments_.empty() || moments_.back() != record.time ||
-      values_[gpu].size() == moments_.size()) {
-    moments_.push_back(record.time);
+  std::vector<Values>& values = values_[placeOf(record.gpu)];
+  const bool begins =
+      moments_.empty() || moments_.back() != record.time || values.size() == moments_.size();
+  const std::size_t moment = moments_.size() - (begins ? 0 : 1);
+  // Gaps are held, too, and a file could have many more of them than lines.
+  constexpr std::size_t kMostValues = std::size_t{1} << 24U;
+  const std::size_t added = moment + 1 - values.size();
+  if (added > kMostValues - heldValues_) {
+    ++brokenLines_;
+    return;
   }
+  heldValues_ += added;
+  if (begins) moments_.push_back(record.time);
   Values none;
   none.fill(kNone);
-  values_[gpu].resize(moments_.size() - 1, none);
+  values.resize(moment, none);
   const MonitorReading& r = record.reading;
-  values_[gpu].push_back({held(r.gpuUtil), held(r.memUtil), held(r.temperature), held(r.power),
-                          held(r.encUtil), held(r.decUtil), held(r.smClock), held(r.memClock)});
+  values.push_back({held(r.gpuUtil), held(r.memUtil), held(r.temperature), held(r.power),
+                    held(r.encUtil), held(r.decUtil), held(r.smClock), held(r.memClock)});
 }
 
 std::size_t LogData::placeOf(std::uint32_t gpu) {

@@ -87,6 +87,7 @@ class LogData {
   std::size_t brokenLines_ = 0;
   std::vector<TimeOfDay> moments_;
   std::vector<std::uint32_t> gpus_;
+  std::size_t heldValues_ = 0;
   std::vector<std::vector<Values>> values_;  // by GPU, then moment; may be shorter than moments_
 };
 
