@@ -78,6 +78,7 @@ TEST_P(Transcript, holds) {
     written += line + "\n";
     if (line.starts_with("@ ")) direct(host, line.substr(2));
     if (!line.starts_with("$ ")) continue;
+    const int place = static_cast<int>(i);
     std::vector<std::string> commands = {line.substr(2)};
     for (; i < lines.size() && lines[i].starts_with("& "); ++i) {
       commands.push_back(lines[i].substr(2));
@@ -90,7 +91,9 @@ TEST_P(Transcript, holds) {
       const std::string actual = answer(host.value(), command);
       // Never played twice, since some leave their traces.
       if (updatesGolden() && command == commands[0]) expected = actual;
-      EXPECT_TRUE(expected == actual) << "$ " << command << "\n" << difference(expected, actual);
+      if (expected == actual) continue;
+      ADD_FAILURE_AT(path.c_str(), place) << "$ " << command << "\n"
+                                          << difference(expected, actual) << kHowToAccept;
     }
     written += expected;
   }

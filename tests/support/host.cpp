@@ -47,7 +47,7 @@ int execute(std::vector<std::string> words, const fs::path& out, const fs::path&
 
 }  // namespace
 
-Host::Host() {
+Host::Host() : hadFailed_(testing::Test::HasFailure()) {
   std::string name = (fs::temp_directory_path() / "zanctl_test_XXXXXX").string();
   if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("no directory for the test");
   directory_ = name;
@@ -67,7 +67,8 @@ Host::Host(Host&& other) noexcept
     : directory_(std::exchange(other.directory_, {})),
       machine_(std::move(other.machine_)),
       launchOptions_(std::move(other.launchOptions_)),
-      clock_(other.clock_) {}
+      clock_(other.clock_),
+      hadFailed_(other.hadFailed_) {}
 
 Host Host::fromFile(const std::string& name, std::string_view furtherKeys) {
   std::string description = machineFile(name);
@@ -77,7 +78,7 @@ Host Host::fromFile(const std::string& name, std::string_view furtherKeys) {
 
 Host::~Host() {
   if (directory_.empty()) return;
-  if (testing::Test::HasFailure()) {
+  if (testing::Test::HasFailure() && !hadFailed_) {
     std::cerr << "The machine's directory is kept: " << directory_ << "\n";
     return;
   }
@@ -156,8 +157,8 @@ void expectGolden(const std::string& name, const std::string& text) {
   const fs::path path = fs::path(ZANCTL_TEST_DATA) / name;
   if (updatesGolden()) std::ofstream(path) << text;
   const std::string expected = content(path);
-  EXPECT_TRUE(expected == text) << difference(expected, text) << "is not as in " << name
-                                << "; ZANCTL_UPDATE_GOLDEN=1 writes it anew";
+  if (expected != text)
+    ADD_FAILURE_AT(path.c_str(), 1) << difference(expected, text) << kHowToAccept;
 }
 
 }  // namespace zanctl
