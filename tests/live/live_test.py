@@ -163,7 +163,7 @@ class Keys(Screens):
         shown.press("\tjjj")
         chosen = [line for line in shown.wait_for("\n>  1").split("\n") if line.startswith(">  1")][0]
         self.assertIn("rank 1", chosen)
-        shown.press(">>>>>>>>>")
+        shown.press(">>>>>>>>")
         text = shown.wait_for("sorted by command")
         self.assertTrue(any(line.startswith(">") and "rank 1" in line for line in text.split("\n")))
         shown.press("/transcoder\r")
