@@ -72,8 +72,6 @@ std::string difference(const std::string& before, const std::string& after);
 // Whether ZANCTL_UPDATE_GOLDEN=1 is in the environment: what is printed then takes the place of
 // what is expected. Read it before you commit it.
 bool updatesGolden();
-inline constexpr const char* kHowToAccept =
-    "If that is meant: ZANCTL_UPDATE_GOLDEN=1 in the environment writes it.\n";
 
 // Compares a text with a file of tests/end_to_end.
 void expectGolden(const std::string& name, const std::string& text);
