@@ -52,6 +52,18 @@ void direct(std::optional<Host>& host, const std::string& words) {
   }
 }
 
+std::vector<std::string> linesOf(std::istream&& text) {
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(text, line);) lines.push_back(line);
+  return lines;
+}
+
+// The lines that differ and some around them, as `diff -u` shows them.
+std::string difference(const std::string& expected, const std::string& actual) {
+  return testing::internal::edit_distance::CreateUnifiedDiff(linesOf(std::istringstream(expected)),
+                                                             linesOf(std::istringstream(actual)));
+}
+
 std::string answer(Host& host, const std::string& command) {
   const Outcome run = host.runScript(fmt::format("cd '{}'; SAMPLES_TWICE='" ZANCTL_SAMPLES_TWICE
                                                  "'; . '" ZANCTL_TEST_DATA "/vocabulary.sh'\n{}",
@@ -70,9 +82,7 @@ class Transcript : public testing::TestWithParam<std::string> {};
 
 TEST_P(Transcript, holds) {
   const fs::path path = fs::path(kTranscripts) / (GetParam() + ".txt");
-  std::ifstream file(path);
-  std::vector<std::string> lines;
-  for (std::string line; std::getline(file, line);) lines.push_back(line);
+  const std::vector<std::string> lines = linesOf(std::ifstream(path));
   std::optional<Host> host;
   std::string written;
   for (std::size_t i = 0; i < lines.size();) {
