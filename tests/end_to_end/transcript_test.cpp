@@ -29,6 +29,8 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* kTranscripts = ZANCTL_TEST_DATA "/transcripts";
+constexpr const char* kHowToAccept =
+    "If that is meant: ZANCTL_UPDATE_GOLDEN=1 in the environment writes it.\n";
 
 Host machine(const std::string& words) {
   if (words.starts_with('{')) return Host::described(words);

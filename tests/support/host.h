@@ -66,7 +66,5 @@ class Host {
 // Whether ZANCTL_UPDATE_GOLDEN=1 is in the environment: what is printed then takes the place of
 // what is expected. Read it before you commit it.
 bool updatesGolden();
-inline constexpr const char* kHowToAccept =
-    "If that is meant: ZANCTL_UPDATE_GOLDEN=1 in the environment writes it.\n";
 
 }  // namespace zanctl
