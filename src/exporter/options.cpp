@@ -5,7 +5,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <iterator>
 #include <optional>
 #include <string_view>
 
@@ -48,13 +47,6 @@ struct Draft {
   Groups noCollect = 0;
   bool processes = false;
 };
-
-auto setFile(std::string& file) {
-  return [&file](const std::string& value) {
-    file = value;
-    return file.empty() ? Problem("a file has a name") : Problem();
-  };
-}
 
 std::vector<LongOption> optionsInto(Draft& draft) {
   Options& options = draft.options;
@@ -113,7 +105,7 @@ std::string helpText() {
   text += helpOf(optionsInto(draft));
   text += "\nGroups (* not by default):\n ";
   for (const collector::NamedGroup& group : collector::kNamedGroups) {
-    fmt::format_to(std::back_inserter(text), " {}{}", group.name, group.byDefault ? "" : "*");
+    text += fmt::format(" {}{}", group.name, group.byDefault ? "" : "*");
   }
   return text + "\n";
 }

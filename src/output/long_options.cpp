@@ -66,7 +66,7 @@ std::string helpOf(std::span<const LongOption> options) {
     std::string name = option.letter == 0 ? "    " : fmt::format("-{}, ", option.letter);
     name += fmt::format("--{}", option.name);
     if (option.value != nullptr) name += fmt::format("={}", option.value);
-    fmt::format_to(std::back_inserter(text), "  {:<34} {}\n", name, option.help);
+    text += fmt::format("  {:<34} {}\n", name, option.help);
   }
   return text;
 }

@@ -36,4 +36,14 @@ inline auto setFlag(bool& flag, bool to = true) {
   };
 }
 
+// For `take`: a text, and what to say of an empty one.
+inline auto setText(std::string& text, const char* whenEmpty) {
+  return [&text, whenEmpty](const std::string& value) {
+    text = value;
+    return std::string(text.empty() ? whenEmpty : "");
+  };
+}
+
+inline auto setFile(std::string& file) { return setText(file, "a file has a name"); }
+
 }  // namespace zanctl

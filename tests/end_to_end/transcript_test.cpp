@@ -90,7 +90,7 @@ TEST_P(Transcript, holds) {
       const std::string actual = answer(host.value(), command);
       // Never played twice, since some leave their traces.
       if (updatesGolden() && command == commands[0]) expected = actual;
-      EXPECT_TRUE(expected == actual) << "$ " << command << "\n" << difference(expected, actual);
+      EXPECT_EQ(expected, actual) << "$ " << command;
     }
     written += expected;
   }

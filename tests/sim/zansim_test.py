@@ -193,6 +193,8 @@ class State(ZansimTest):
         for mode in 0o777, 0o1777, 0o775:
             os.chmod(state, mode)
             self.assertIn("another user", self.refusal(state))
+        os.chmod(state, 0o777)
+        self.assertIn("anybody can rename", self.refusal(state + "/below"))
         if os.geteuid() == 0:
             os.chmod(state, 0o755)
             os.chown(state, 12345, 12345)
@@ -221,14 +223,14 @@ class State(ZansimTest):
 
     def test_only_what_it_has_made_is_removed(self):
         self.shell("true", *self.keeps_state())
-        self.fill("state/dev/notes")
+        self.fill("state/dev/zanthe0.old")
         self.describe(gpus=[])
         self.assertEqual(self.shell("ls /dev", *self.keeps_state()),
-                         "full\nnotes\nnull\ntty\nzanthectl\nzero\n")
+                         "full\nnull\ntty\nzanthe0.old\nzanthectl\nzero\n")
         self.describe(gpus=[], driver_nodes="unreadable")
         self.assertIn("/state/dev: Directory not empty", self.shell("true", *self.keeps_state(),
                                                                     status=125))
-        self.assertEqual(os.listdir(self.path("state/dev")), ["notes"])
+        self.assertEqual(os.listdir(self.path("state/dev")), ["zanthe0.old"])
 
     def test_any_name_of_a_directory_will_do(self):
         self.describe(gpus=[{}], missing="nvmlDeviceGetSerial")
@@ -248,12 +250,13 @@ class State(ZansimTest):
         self.assertTrue(os.path.exists(state), "another run leaves it alone")
         run.kill()
         self.assertTrue(wait_until(lambda: not is_running(process) and not is_running(command)))
-        # Alike in name only.
-        os.mkdir(self.path("zansim-abcdef"))
+        # Alike in name only, a copy and one that is kept among them.
         os.symlink(state, self.path("zansim-ghijkl"))
+        shutil.copytree(state, self.path("zansim-abcdef"))
+        self.shell("true", "--state", self.path("zansim-server"))
         self.shell("true", env=environment)
         self.assertEqual(sorted(name for name in os.listdir(self.directory) if "zansim" in name),
-                         ["zansim-abcdef", "zansim-ghijkl"])
+                         ["zansim-abcdef", "zansim-ghijkl", "zansim-server"])
 
     def test_concurrent_runs_make_one_machine(self):
         runs = [subprocess.Popen(self.line([*self.keeps_state(), "--virtual-clock", "--start-time",

@@ -62,17 +62,8 @@ class Host {
   Clock clock_ = Clock::standing;
 };
 
-// A file of tests/end_to_end/machines.
-std::string machineFile(const std::string& name);
-
-// The lines that differ, as `diff` would show them; empty when none does.
-std::string difference(const std::string& before, const std::string& after);
-
 // Whether ZANCTL_UPDATE_GOLDEN=1 is in the environment: what is printed then takes the place of
 // what is expected. Read it before you commit it.
 bool updatesGolden();
-
-// Compares a text with a file of tests/end_to_end.
-void expectGolden(const std::string& name, const std::string& text);
 
 }  // namespace zanctl
