@@ -15,6 +15,7 @@
 #include <fnmatch.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 namespace zansim {
@@ -33,7 +34,9 @@ constexpr mode_t kOthersMayWrite = S_IWGRP | S_IWOTH;
 
 bool isOwn(int directory) {
   struct stat status = {};
-  return fstat(directory, &status) == 0 && status.st_uid == geteuid() &&
+  // Within a machine the C library's function tells the user that the machine shows.
+  const auto user = static_cast<uid_t>(syscall(SYS_geteuid));
+  return fstat(directory, &status) == 0 && status.st_uid == user &&
          (status.st_mode & kOthersMayWrite) == 0;
 }
 
@@ -179,7 +182,17 @@ void StateDirectory::writeProcessTable(const std::string& table) const {
   writeFile(directory_.number(), path_, processTableName(), table);
 }
 
+std::size_t StateDirectory::gpuNodes() const {
+  const Descriptor devices(openat(directory_.number(), "dev", kDirectoryFlags | O_NOFOLLOW));
+  if (devices.number() < 0) return 0;
+  const std::set<std::string> names = namesIn(devices.number());
+  return static_cast<std::size_t>(std::count_if(
+      names.begin(), names.end(),
+      [](const std::string& name) { return fnmatch("zanthe[0-9]*", name.c_str(), 0) == 0; }));
+}
+
 void StateDirectory::addSettings(const std::vector<std::string>& settings) const {
+  if (settings.empty()) return;
   std::string lines = settingsIn(path_);
   for (const std::string& setting : settings) lines = addSetting(lines, setting);
   writeFile(directory_.number(), path_, kSettingsFileName, lines);
