@@ -151,7 +151,7 @@ void furnishDevices(int state, const std::string& path, const Host& host) {
   for (const std::string& name : wanted) {
     const Descriptor node(openat(devices.number(), name.c_str(),
                                  O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0644),
-                          path + "/dev/" + name);
+                          fmt::format("{}/dev/{}", path, name));
   }
   if (wanted.empty() && unlinkat(state, "dev", AT_REMOVEDIR) != 0) throwSystemError(path + "/dev");
 }
