@@ -7,6 +7,7 @@
 #include "machine/descriptor.h"
 #include "machine/shared_state.h"
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -40,9 +41,9 @@ class StateDirectory {
  private:
   static std::string processTableName();
 
-  bool temporary_;
   std::string path_;
   Descriptor directory_;
+  std::optional<Descriptor> mark_;  // of a temporary directory
 };
 
 // What "--show-state" prints of a directory: a line per GPU that any command has changed, and what

@@ -145,7 +145,7 @@ enum class GpuState : std::uint8_t {
   pending,  // not asked yet in the round that runs
   up,       // answered something
   silent,   // answered nothing: lost, its handle refused, or listed in an earlier round only
-  hung,     // did not answer in time or took the library down, in this round or less than 60 s ago
+  hung,     // did not answer in time or took the library down, in this round or a short while ago
   unasked,  // the round ended, or the library did, before it was this GPU's turn
 };
 

@@ -1,8 +1,8 @@
 #include "collector/collector.h"
 #include "health/checks.h"
 #include "health/options.h"
+#include "output/program_start.h"
 #include "output/replace_file.h"
-#include "output/standard_streams.h"
 #include "output/version.h"
 
 #include <fmt/format.h>
@@ -16,6 +16,10 @@
 
 namespace zanctl::health {
 namespace {
+
+[[gnu::constructor(101)]] void prepareForWantOfMemory() {
+  endOnWantOfMemory("zanctl-health: there is not enough memory\n", 3);
+}
 
 constexpr std::array kSeverityNames = {"ok", "warning", "critical", "unknown"};
 
@@ -128,6 +132,6 @@ int run(std::span<char* const> argv) {
 }  // namespace zanctl::health
 
 int main(int argc, char** argv) {
-  zanctl::occupyStandardStreams();
+  zanctl::startProgram();
   return zanctl::health::run({argv, static_cast<std::size_t>(argc)});
 }

@@ -29,13 +29,6 @@ auto setNumber(std::optional<std::uint32_t>& number) {
   };
 }
 
-auto setText(std::string& file) {
-  return [&file](const std::string& text) {
-    file = text;
-    return text.empty() ? Problem("a file has a name") : Problem();
-  };
-}
-
 Problem parseTimeout(const std::string& text, std::chrono::milliseconds& timeout) {
   constexpr double kLongest = 3600;
   const auto seconds = numberIn<double>(text);
@@ -68,9 +61,9 @@ Problem parseMemory(const std::string& text, std::optional<MemoryLimit>& limit) 
 std::vector<LongOption> optionsInto(Options& options) {
   return {
       {"gpus", 0, "N", "So many GPUs there must be", setNumber(options.gpus)},
-      {"uuids", 0, "FILE", "The GPUs with these UUIDs must be there", setText(options.uuidFile)},
+      {"uuids", 0, "FILE", "The GPUs with these UUIDs must be there", setFile(options.uuidFile)},
       {"remember", 0, "FILE", "Write the UUIDs of the GPUs to this file and end",
-       setText(options.rememberFile)},
+       setFile(options.rememberFile)},
       {"id", 'i', "GPUS", "Check only these: indices, UUIDs, serial numbers or bus ids",
        [&options](const std::string& text) {
          for (const auto piece : splitAtCommas(text)) {
@@ -108,6 +101,11 @@ std::string helpText() {
          helpOf(optionsInto(options)) +
          "\nExit status: 0 all is well, 1 something is worth a look, 2 the machine must not be "
          "used,\n3 it could not be found out.\n";
+}
+
+std::vector<OptionFacts> describeOptions() {
+  Options options;
+  return factsOf(optionsInto(options));
 }
 
 }  // namespace zanctl::health
