@@ -3,16 +3,18 @@
 #include "exporter/options.h"
 #include "exporter/server.h"
 #include "exporter/text_format.h"
+#include "output/program_start.h"
 #include "output/replace_file.h"
-#include "output/standard_streams.h"
 #include "output/version.h"
 
 #include <fmt/format.h>
 
-#include <csignal>
-
 namespace zanctl::exporter {
 namespace {
+
+[[gnu::constructor(101)]] void prepareForWantOfMemory() {
+  endOnWantOfMemory("zanctl-exporter: there is not enough memory\n", 1);
+}
 
 std::string onceText(const Options& options, const collector::Snapshot& snapshot) {
   if (options.format == OutputFormat::json) return writeJson(snapshot);
@@ -46,8 +48,6 @@ int run(std::span<char* const> argv) {
 }  // namespace zanctl::exporter
 
 int main(int argc, char** argv) {
-  zanctl::occupyStandardStreams();
-  // A file that grows to its limit is one that cannot be written, like any other.
-  std::signal(SIGXFSZ, SIG_IGN);
+  zanctl::startProgram();
   return zanctl::exporter::run({argv, static_cast<std::size_t>(argc)});
 }

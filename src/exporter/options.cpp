@@ -5,7 +5,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <iterator>
 #include <optional>
 #include <string_view>
 
@@ -35,15 +34,9 @@ Problem addGroups(std::string_view text, Groups& groups) {
 }
 
 Problem parseFormat(const std::string& name, OutputFormat& format) {
-  if (name == "prometheus") {
-    format = OutputFormat::prometheus;
-  } else if (name == "openmetrics") {
-    format = OutputFormat::openMetrics;
-  } else if (name == "json") {
-    format = OutputFormat::json;
-  } else {
-    return fmt::format("there is no format \"{}\"", name);
-  }
+  const auto* const found = std::find(kFormatNames.begin(), kFormatNames.end(), name);
+  if (found == kFormatNames.end()) return fmt::format("there is no format \"{}\"", name);
+  format = static_cast<OutputFormat>(found - kFormatNames.begin());
   return {};
 }
 
@@ -82,7 +75,8 @@ std::vector<LongOption> optionsInto(Draft& draft) {
       {"processes", 0, nullptr, "Add the memory of each compute process", setFlag(draft.processes)},
       {"textfile", 0, "PATH", "Write the metrics to this file and end", setFile(options.textfile)},
       {"once", 0, nullptr, "Print the metrics and end", setFlag(options.once)},
-      {"format", 0, "FORMAT", "With --once: prometheus, openmetrics or json (prometheus)",
+      {"format", 0, "FORMAT",
+       "Print them as prometheus, openmetrics or json, with --once (prometheus)",
        [&options](const auto& value) { return parseFormat(value, options.format); }},
       {"version", 0, nullptr, "Print the version and end", setFlag(options.version)},
       {"help", 'h', nullptr, "Print this help and end", setFlag(options.help)},
@@ -113,9 +107,14 @@ std::string helpText() {
   text += helpOf(optionsInto(draft));
   text += "\nGroups (* not by default):\n ";
   for (const collector::NamedGroup& group : collector::kNamedGroups) {
-    fmt::format_to(std::back_inserter(text), " {}{}", group.name, group.byDefault ? "" : "*");
+    text += fmt::format(" {}{}", group.name, group.byDefault ? "" : "*");
   }
   return text + "\n";
+}
+
+std::vector<OptionFacts> describeOptions() {
+  Draft draft;
+  return factsOf(optionsInto(draft));
 }
 
 }  // namespace zanctl::exporter

@@ -2,8 +2,8 @@
 #include "device/text.h"
 #include "health/checks.h"
 #include "health/options.h"
+#include "output/program_start.h"
 #include "output/replace_file.h"
-#include "output/standard_streams.h"
 #include "output/version.h"
 #include "output/voice.h"
 
@@ -12,12 +12,15 @@
 
 #include <array>
 #include <cerrno>
-#include <csignal>
 #include <cstring>
 #include <fstream>
 
 namespace zanctl::health {
 namespace {
+
+[[gnu::constructor(101)]] void prepareForWantOfMemory() {
+  endOnWantOfMemory("zanctl-health: there is not enough memory\n", 3);
+}
 
 constexpr std::array kSeverityNames = {"ok", "warning", "critical", "unknown"};
 
@@ -130,8 +133,6 @@ int run(std::span<char* const> argv) {
 }  // namespace zanctl::health
 
 int main(int argc, char** argv) {
-  zanctl::occupyStandardStreams();
-  // A file that grows to its limit is one that cannot be written, like any other.
-  std::signal(SIGXFSZ, SIG_IGN);
+  zanctl::startProgram();
   return zanctl::health::run({argv, static_cast<std::size_t>(argc)});
 }

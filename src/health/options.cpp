@@ -108,4 +108,9 @@ std::string helpText() {
          "used,\n3 it could not be found out.\n";
 }
 
+std::vector<OptionFacts> describeOptions() {
+  Options options;
+  return factsOf(optionsInto(options));
+}
+
 }  // namespace zanctl::health

@@ -5,6 +5,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -17,11 +18,6 @@ namespace zanctl::live {
 namespace {
 
 constexpr int kTick = 1000;  // ms between two looks whether the file has grown
-
-int complain(const std::string& problem) {
-  fmt::print(stderr, "zantop: {}\n", problem);
-  return 1;
-}
 
 LogLayout layoutFor(Size size, const LogData& data) {
   return isEnough(size) ? layoutLog(size, data.gpus().size()) : LogLayout();
@@ -72,7 +68,10 @@ int runLog(const Options& options, Settings settings, const std::string& note) {
     circumstances.onPaper = true;
     const bool unicode = localeCharset() == Charset::unicode;
     circumstances.graph = graphFor(settings, unicode);
-    Grid grid(paperSize(data.gpus().size() + 20), unicode ? Charset::unicode : Charset::ascii);
+    constexpr int kWithGraphs = 20;
+    const int height = std::max(24, static_cast<int>(data.gpus().size()) + kWithGraphs);
+    Grid grid(paperSize([height](int /*width*/) { return height; }),
+              unicode ? Charset::unicode : Charset::ascii);
     const LogLayout layout = layoutFor(grid.size(), data);
     settle(view, data, layout);
     drawLog(grid, data, view, layout, circumstances);

@@ -86,6 +86,9 @@ std::variant<Options, std::string> parseOptions(std::span<char* const> argv) {
   Options options;
   Problem problem = parseLongOptions(argv, optionsInto(options));
   if (!problem.empty()) return problem;
+  const Options nothing;
+  const bool ofDay = options.begin != nothing.begin || options.end != nothing.end;
+  if (ofDay && options.log.empty()) return "--begin and --end go with --log";
   if (options.end < options.begin) return "--end is before --begin";
   return options;
 }
@@ -94,6 +97,11 @@ std::string helpText() {
   Options options;
   return "Usage: zantop [OPTION]...\nShow the GPUs of this machine and their processes, live.\n\n" +
          helpOf(optionsInto(options)) + fmt::format("\nColumns: {}\n", columnNames());
+}
+
+std::vector<OptionFacts> describeOptions() {
+  Options options;
+  return factsOf(optionsInto(options));
 }
 
 }  // namespace zanctl::live

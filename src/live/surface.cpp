@@ -52,6 +52,11 @@ int cellsOf(std::string_view text) {
   return cells;
 }
 
+std::string shortened(std::string_view text, int cells) {
+  if (cellsOf(text) <= cells) return std::string(text);
+  return fitText(text, std::max(cells - 1, 0), Charset::unicode).text + "+";
+}
+
 int Surface::put(int x, int y, std::string_view text, Style style) {
   const Size room = size();
   if (x < 0 || y < 0 || y >= room.height || x >= room.width) return x;

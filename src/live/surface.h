@@ -60,6 +60,8 @@ struct FittedText {
 FittedText fitText(std::string_view text, int cells, Charset charset);
 // The cells that all of the text takes.
 int cellsOf(std::string_view text);
+// The text in at most so many cells, with a "+" at its end where something is missing.
+std::string shortened(std::string_view text, int cells);
 
 class Grid : public Surface {
  public:
@@ -79,7 +81,8 @@ class Grid : public Surface {
     Style style = Style::plain;
   };
   [[nodiscard]] const Cell& cell(int x, int y) const {
-    return cells_[static_cast<std::size_t>(y * size_.width + x)];
+    return cells_[static_cast<std::size_t>(y) * static_cast<std::size_t>(size_.width) +
+                  static_cast<std::size_t>(x)];
   }
 
   Size size_;

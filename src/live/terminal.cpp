@@ -4,6 +4,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
 #include <clocale>
 #include <cstdlib>
@@ -97,6 +98,12 @@ constexpr std::array kKeys = std::to_array<KnownKey>({
     {127, KeyCode::backspace},
 });
 
+KeyCode codeOf(int curses) {
+  const auto* known = std::find_if(kKeys.begin(), kKeys.end(),
+                                   [curses](const KnownKey& key) { return key.curses == curses; });
+  return known == kKeys.end() ? KeyCode::none : known->code;
+}
+
 KeyPress mousePress() {
   MEVENT event{};
   if (getmouse(&event) != OK) return {};
@@ -123,7 +130,7 @@ std::unique_ptr<Terminal> Terminal::open(const TerminalOptions& options, std::st
   }
   const char* const name = std::getenv("TERM");
   if (!canPlaceText()) {
-    problem = fmt::format("the terminal \"{}\" cannot place text; --batch prints plain frames",
+    problem = fmt::format("the terminal \"{}\" is unknown or cannot place text; see --batch",
                           name == nullptr ? "" : name);
     return nullptr;
   }
@@ -235,14 +242,16 @@ void Terminal::takeSignals() {
 }
 
 std::optional<KeyPress> Terminal::key() {
-  const int read = getch();
-  if (read == ERR) return std::nullopt;
-  if (read == KEY_MOUSE) return mousePress();
-  for (const KnownKey& known : kKeys) {
-    if (known.curses == read) return KeyPress{known.code, 0, 0, 0};
+  for (;;) {
+    const int read = getch();
+    if (read == ERR) return std::nullopt;
+    if (read >= 0 && read <= 255 && codeOf(read) == KeyCode::none) {
+      return KeyPress{KeyCode::character, static_cast<char32_t>(read), 0, 0};
+    }
+    const KeyPress press = read == KEY_MOUSE ? mousePress() : KeyPress{codeOf(read), 0, 0, 0};
+    // What no command knows, and what the terminal says of its size, is nobody's answer.
+    if (press.code != KeyCode::none) return press;
   }
-  if (read < 0 || read > 255) return KeyPress{};
-  return KeyPress{KeyCode::character, static_cast<char32_t>(read), 0, 0};
 }
 
 // The launcher that this program may run under stops with it, so the shell sees the job stop.

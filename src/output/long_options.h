@@ -1,9 +1,12 @@
 // Command lines of long options, each a row of a table that the help is written from, too.
 #pragma once
 
+#include "output/option_facts.h"
+
 #include <functional>
 #include <span>
 #include <string>
+#include <vector>
 
 namespace zanctl {
 
@@ -22,6 +25,8 @@ std::string parseLongOptions(std::span<char* const> argv, std::span<const LongOp
 
 // A line for each option.
 std::string helpOf(std::span<const LongOption> options);
+
+std::vector<OptionFacts> factsOf(std::span<const LongOption> options);
 
 // For `take`: options without a value that set a flag.
 inline auto setFlag(bool& flag, bool to = true) {

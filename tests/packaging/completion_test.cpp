@@ -6,6 +6,7 @@
 
 #include <fstream>
 #include <iterator>
+#include <regex>
 #include <set>
 #include <sstream>
 
@@ -135,6 +136,36 @@ TEST(Completion, offersWhatFits) {
       {"zanctl --filename=" + directory + "/log-", {directory + "/log-of-today"}},
       {"zanctl daemon --path=" + directory + "/log", {directory + "/logs"}},
   };
+  for (const Shell& shell : shells()) shell.expectOffers(host, cases);
+}
+
+// The long options that begin the lines of a help.
+Words optionsIn(const std::string& help) {
+  static const std::regex kOption(R"(\n +(?:-\w, ?)?(--[a-z0-9._-]+))");
+  Words options;
+  for (std::sregex_iterator at(help.begin(), help.end(), kOption), end; at != end; ++at) {
+    options.insert((*at)[1]);
+  }
+  return options;
+}
+
+TEST(Completion, knowsEveryOptionInAHelp) {
+  Host host = Host::described(twoGpus());
+  std::vector<Case> cases = {
+      {"zanctl-exporter --collect=power,vg", {"vgpu"}},
+      {"zanctl-exporter --once --format ", {"prometheus", "openmetrics", "json"}},
+      {"zanctl-exporter --web.listen-address=:1 --web.l", {"--web.listen-address"}},
+      {"zanctl-health -q -i 0,GPU-b", {kSecond}},
+      {"zantop --sort gpu-", {"gpu-memory"}},
+      {"zantop --theme=", {"dark", "light"}},
+      {"zansim --host one", {"one-gpu"}},
+      {"zansim --virtual-clock -- printen", {"printenv"}},
+  };
+  for (const char* program : {"zanctl-exporter", "zanctl-health", "zansim", "zantop"}) {
+    const Words options = optionsIn(host.runScript(std::string(program) + " --help").out);
+    EXPECT_GT(options.size(), 10U) << program;
+    cases.push_back({std::string(program) + " --", options});
+  }
   for (const Shell& shell : shells()) shell.expectOffers(host, cases);
 }
 

@@ -1,4 +1,9 @@
 #include "library_test.h"
+#include "machine/descriptor.h"
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace zansim {
 namespace {
@@ -238,6 +243,26 @@ TEST_F(ConventionsTest, TheTraceHasALineForEachCall) {
     expected += std::to_string(getpid()) + " " + line + "\n";
   }
   EXPECT_EQ(workspace.read("trace"), expected);
+}
+
+TEST_F(ConventionsTest, ResetsOfSeveralProcessesAreAllCounted) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root may change a GPU";
+  std::filesystem::create_directory(workspace.path("state"));
+  const Descriptor directory(open(workspace.path("state").c_str(), O_RDONLY | O_DIRECTORY));
+  createState(directory.number(), kSecond);
+  setenv(kStateVariable, workspace.path("state").c_str(), 1);
+  start(R"({"gpus": [{}]})");
+  constexpr unsigned kProcesses = 4;
+  constexpr unsigned kResets = 2000;
+  for (unsigned i = 0; i < kProcesses; ++i) {
+    if (fork() != 0) continue;
+    for (unsigned n = 0; n < kResets; ++n) zanmlDeviceReset(gpu(0));
+    _exit(0);
+  }
+  while (wait(nullptr) > 0) {
+  }
+  EXPECT_EQ(Session::ofProcess().state()->gpus[0].resets, kProcesses * kResets);
+  EXPECT_EQ(Session::ofProcess().state()->resetCount, kProcesses * kResets);
 }
 
 }  // namespace

@@ -1,0 +1,185 @@
+// Every value has its own place on the screens, in its unit. No two of them are alike.
+#include "live/frame.h"
+#include "live/log_data.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+namespace zanctl::live {
+namespace {
+
+collector::Gpu busyGpu() {
+  constexpr std::uint64_t kGiB = 1ULL << 30U;
+  collector::Gpu gpu;
+  gpu.state = collector::GpuState::up;
+  gpu.readings.identity = {"KV101", "S1", "P1", "00000011:41:09.0", 5, "F1"};
+  gpu.readings.board = {33, 0};
+  gpu.readings.temperature = {51, 41, 111, 101, 91, 11};
+  gpu.readings.power = {71, 261, 251, 301, 501, 0.11, 1.31, 12.21};
+  gpu.readings.clock = {1401, 1211, 1501, 1311, 1, 4, 19'000'000'000, 17'000'000'000};
+  gpu.readings.utilization = {81, 61, 21, 31};
+  gpu.readings.engines = {{1, 2}, {41, 43}, 100};
+  gpu.readings.memory = {31 * kGiB, 7 * kGiB, 1, 0, 141, 151};
+  gpu.readings.pcie = {2, 5, 4, 32};
+  gpu.readings.vgpuCount = 6;
+  return gpu;
+}
+
+Model modelOf(std::vector<collector::Gpu> gpus) {
+  collector::Snapshot snapshot;
+  for (std::uint32_t i = 0; i < gpus.size(); ++i) gpus[i].index = i;
+  snapshot.gpus = std::move(gpus);
+  Model model;
+  model.take(snapshot);
+  return model;
+}
+
+class NoHost : public HostProcesses {
+  const HostFacts* look(std::uint32_t /*pid*/) override { return nullptr; }
+};
+
+TEST(Values, StandInTheDetails) {
+  const Model model = modelOf({busyGpu()});
+  std::istringstream expected(R"(Serial: S1
+Firmware: F1
+Board: 0x21, GPU 0
+Temperature: 51C
+Slowdown at: 101C
+Shutdown at: 111C
+Board temp.: 41C
+Fan: 11%
+Power: 71W of 261W
+Board power: 301/501W
+Voltages: 0.11V 1.31V 12.21V
+SM clock: 1401/1501MHz
+Memory clock: 1211/1311MHz
+State: P1
+Throttled: yes (0x4)
+Held by power: 19.0s
+Held by heat: 17.0s
+Memory: 7.0G/31.0G
+SM, memory: 81%, 61%
+Enc., decoder: 21%, 31%
+Video engines: 41% 43%
+ECC: on, after reset off
+Retired pages: 141 single, 151 double
+PCIe: 2 x4 of 5 x32
+vGPUs: 6)");
+  std::string all;
+  for (const auto& [label, text, style] : detailValues(model.gpus()[0])) {
+    all += std::string(label) + ": " + text + "\n";
+  }
+  for (std::string line; std::getline(expected, line);) {
+    EXPECT_NE(all.find("\n" + line), std::string::npos) << line << " in\n" << all;
+  }
+}
+
+// Three GPUs have room for blocks, or for lines only.
+TEST(Values, StandInLinesAndBlocks) {
+  const Model model = modelOf({busyGpu(), busyGpu(), busyGpu()});
+  NoHost host;
+  const Circumstances circumstances;
+  for (const auto& [height, parts] : std::map<int, std::vector<std::string>>{
+           {40,
+            {"KV101 00000011:41:09.0", "throttled (0x4)", "temp  51C of 101C", "power 301/501W",
+             "fan   11%", "pages 141+151", "SM    1401MHz", "mem   1211MHz", "state P1", "ECC   on",
+             " 81%", " 61%", " 7.0G/31.0G", " 21%", " 31%"}},
+           {12,
+            {" 00000011:41:09.0   51C  11%  301/501W  P1  1401MHz #", " 81% #",
+             " 7.0G/31.0G  61%  21%  31% ", ": TREL"}}}) {
+    const Size size = {200, height};
+    View view;
+    Grid grid(size, Charset::ascii);
+    drawFrame(grid, prepareFrame(model, view, host, size, circumstances));
+    for (const std::string& part : parts) {
+      EXPECT_NE(grid.text().find(part), std::string::npos) << part << " on\n" << grid.text();
+    }
+  }
+}
+
+TEST(Values, AreAddedUpWhereBothFiguresAreKnown) {
+  auto halfKnown = busyGpu();
+  halfKnown.readings.power.boardUsage.reset();
+  halfKnown.readings.memory.used.reset();
+  auto ownPower = busyGpu();
+  ownPower.readings.board = {};
+  const Totals totals = modelOf({busyGpu(), halfKnown, ownPower}).totals();
+  EXPECT_EQ(301U + 71U, totals.powerUsed);
+  EXPECT_EQ(501U + 261U, totals.powerLimit);
+  EXPECT_EQ("14.0G/62.0G", bytesText(*totals.memoryUsed) + "/" + bytesText(*totals.memoryTotal));
+}
+
+TEST(Values, ChangeTheirUnitsAtTheirBounds) {
+  for (const auto& [bytes, text] : std::map<std::uint64_t, std::string>{{0, "0"},
+                                                                        {1024, "1K"},
+                                                                        {(1 << 20) - 1, "1023K"},
+                                                                        {1 << 20, "1M"},
+                                                                        {(1 << 30) - 1, "1023M"},
+                                                                        {1 << 30, "1.0G"}}) {
+    EXPECT_EQ(text, bytesText(bytes));
+  }
+  for (const auto& [seconds, text] : std::map<std::uint64_t, std::string>{{59, "59s"},
+                                                                          {60, "0:01:00"},
+                                                                          {3605, "1:00:05"},
+                                                                          {86'399, "23:59:59"},
+                                                                          {86'400, "1d00h"},
+                                                                          {273'600, "3d04h"}}) {
+    EXPECT_EQ(text, durationText(seconds));
+  }
+  std::vector<Style> styles;
+  collector::Temperatures temperature = {84, {}, {}, 95, {}, {}};
+  for (; *temperature.gpu <= 95; ++*temperature.gpu)
+    styles.push_back(temperatureStyle(temperature));
+  std::vector<Style> expected(12, Style::warning);
+  expected.front() = Style::plain;
+  expected.back() = Style::bad;
+  EXPECT_EQ(expected, styles);
+}
+
+TEST(Remarks, NameWhatIsWrongAndNothingElse) {
+  auto gpu = busyGpu();
+  gpu.readings.temperature.gpu = 101;
+  std::string all;
+  for (const Remark& remark : remarksOn(gpu.readings))
+    all += remark.code + (" " + remark.text) + "\n";
+  EXPECT_EQ(
+      "H hot: slows down at 101C\nT throttled (0x4)\nR retired pages 141+151\n"
+      "E ECC off from the next reset\nL PCIe x4 of x32\n",
+      all);
+  gpu.readings.temperature.gpu = 90;
+  gpu.readings.clock.throttleReasons = 0;
+  gpu.readings.memory = {1, 1, 1, 1, 0, 0};
+  gpu.readings.pcie.width = 32;
+  EXPECT_EQ("", codesOf(remarksOn(gpu.readings)));
+}
+
+TEST(History, KeepsTheNewestOfItsCapacity) {
+  History history;
+  for (std::size_t i = 0; i < History::kCapacity + 3; ++i) {
+    const auto value = static_cast<float>(i);
+    history.add({value, value + 0.25F, value + 0.5F, value + 0.75F});
+  }
+  const float newest = History::kCapacity + 2;
+  EXPECT_EQ((std::vector<float>{newest - 1, newest}), history.last(Series::use, 2));
+  EXPECT_EQ(3.75F, history.last(Series::power, History::kCapacity)[0]);
+  EXPECT_FALSE(isKnown(history.last(Series::memory, History::kCapacity + 1)[0]));
+}
+
+TEST(LogData, HasEverySeriesOfTheGpusAndTimesChosen) {
+  LogData data(GpuSelection("1"), {36'000, 36'010});
+  for (const char* start : {"09:59:59 1", "10:00:00 1", "10:00:05 0", "10:00:10 1", "10:00:11 1"}) {
+    data.add(std::string(start) + " 44 43 - 41 42 45 46 48 47\n");
+  }
+  EXPECT_EQ((std::vector<TimeOfDay>{36'000, 36'010}), data.moments());
+  EXPECT_EQ((std::vector<std::uint32_t>{1}), data.gpus());
+  for (std::size_t series = 0; series < kLogSeries; ++series) {
+    EXPECT_EQ(41 + series, data.value(0, static_cast<LogSeries>(series), 1)) << series;
+  }
+  EXPECT_EQ(0U, data.momentAt(0));
+  EXPECT_EQ(1U, data.momentAt(36'001));
+  EXPECT_EQ(1U, data.momentAt(86'399));
+}
+
+}  // namespace
+}  // namespace zanctl::live
