@@ -74,10 +74,13 @@ Request moveAside(View& view, const Surroundings& around, int by) {
   return Request::none;
 }
 
-Request sortBy(View& view, std::ptrdiff_t by) {
-  const auto count = static_cast<std::ptrdiff_t>(kColumnCount);
-  const auto place = (static_cast<std::ptrdiff_t>(view.settings.sort) + by + count) % count;
-  view.settings.sort = static_cast<Column>(place);
+// On to the next column that is not hidden; the commands never are.
+Request sortBy(View& view, const Surroundings& around, std::size_t by) {
+  const ColumnSet hidden = hiddenColumns(view, around.model);
+  Column& sort = view.settings.sort;
+  do {
+    sort = static_cast<Column>((static_cast<std::size_t>(sort) + by) % kColumnCount);
+  } while ((hidden & bitOf(sort)) != 0);
   view.note = fmt::format("sorted by {}", factsOf(view.settings.sort).name);
   return Request::none;
 }
@@ -201,8 +204,8 @@ constexpr std::array kCommands = std::to_array<Command>({
     {KeyCode::enter, '\r', ZANTOP_DO(return openOrClose(view)), On::all},
     {KeyCode::escape, 27, ZANTOP_DO(return back(view)), On::all},
     {KeyCode::backspace, 0, ZANTOP_DO(return back(view)), On::all},
-    {KeyCode::none, '<', ZANTOP_DO(return sortBy(view, -1))},
-    {KeyCode::none, '>', ZANTOP_DO(return sortBy(view, 1))},
+    {KeyCode::none, '<', ZANTOP_DO(return sortBy(view, around, kColumnCount - 1))},
+    {KeyCode::none, '>', ZANTOP_DO(return sortBy(view, around, 1))},
     {KeyCode::none, 'r',
      ZANTOP_DO(view.settings.reverse = !view.settings.reverse; return Request::none)},
     {KeyCode::none, '/', ZANTOP_DO(view.prompt = Prompt::filter; return Request::none)},

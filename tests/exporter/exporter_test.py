@@ -399,6 +399,12 @@ class Health(unittest.TestCase):
         run = machine.run("zanctl-health", *arguments)
         return run.returncode, run.stdout
 
+    def test_takes_every_holder_of_a_gpu_but_itself(self):
+        for entry, status in (({"kind": "dead"}, 2), ({"command": "holder", "lists": "all"}, 2),
+                              ({"kind": "self"}, 0)):
+            with Machine({"gpus": [{"processes": [entry]}]}) as machine:
+                self.assertEqual(self.check(machine, "--idle", "-q")[0], status)
+
     def test_says_when_it_cannot_find_out(self):
         hanging = {"gpus": [{}, {}],
                    "faults": [{"operation": "nvmlDeviceGetUUID", "gpu": 1, "latency_us": HANG}]}

@@ -163,7 +163,7 @@ class Keys(Screens):
         shown.press("\tjjj")
         chosen = [line for line in shown.wait_for("\n>  1").split("\n") if line.startswith(">  1")][0]
         self.assertIn("rank 1", chosen)
-        shown.press(">>>>>>>>>")
+        shown.press(">>>>>>>>")
         text = shown.wait_for("sorted by command")
         self.assertTrue(any(line.startswith(">") and "rank 1" in line for line in text.split("\n")))
         shown.press("/transcoder\r")
@@ -293,13 +293,12 @@ class Terminals(Screens):
 
 
 class Documents(unittest.TestCase):
-    def test_the_manual_and_the_shells_know_every_option(self):
+    def test_the_manual_knows_every_option(self):
         run = subprocess.run([f"{BINARIES}/zantop", "--help"], capture_output=True, text=True, check=True)
         options = set(re.findall(r"^ .*?--([a-z-]+)", run.stdout, re.M))
         self.assertGreater(len(options), 14)
-        for file, form in (("man/zantop.1", r"^\.It Fl (?:\w , )?-([a-z-]+)"), ("packaging/completions/zantop.bash", r"--([a-z]+[a-z-]*)"),
-                           ("packaging/completions/_zantop", r"--([a-z]+[a-z-]*)"), ("packaging/completions/zantop.fish", r" -l ([a-z-]+)")):
-            self.assertEqual(options, set(re.findall(form, (HERE.parents[1] / file).read_text(), re.M)), file)
+        manual = (HERE.parents[1] / "man/zantop.1").read_text()
+        self.assertEqual(options, set(re.findall(r"^\.It Fl (?:\w , )?-([a-z-]+)", manual, re.M)))
 
 
 class RecordedDay(Screens):
