@@ -76,7 +76,7 @@ class Screens(unittest.TestCase):
         file = HERE / "screens" / f"{name}.txt"
         if os.environ.get("ZANCTL_UPDATE_GOLDEN") == "1":
             file.write_text(text)
-        self.assertEqual(file.read_text(), text)
+        self.assertEqual(file.read_text(), text, "ZANCTL_UPDATE_GOLDEN=1 in the environment writes it")
 
     def set_value(self, state, value):
         subprocess.run([f"{BINARIES}/zansim", "--set", value, "--state", state], check=True)
