@@ -292,15 +292,6 @@ class Terminals(Screens):
         self.assertTrue(ascii_only.text.isascii())
 
 
-class Documents(unittest.TestCase):
-    def test_the_manual_knows_every_option(self):
-        run = subprocess.run([f"{BINARIES}/zantop", "--help"], capture_output=True, text=True, check=True)
-        options = set(re.findall(r"^ .*?--([a-z-]+)", run.stdout, re.M))
-        self.assertGreater(len(options), 14)
-        manual = (HERE.parents[1] / "man/zantop.1").read_text()
-        self.assertEqual(options, set(re.findall(r"^\.It Fl (?:\w , )?-([a-z-]+)", manual, re.M)))
-
-
 class RecordedDay(Screens):
     def test_the_cursor_goes_where_it_is_sent(self):
         log = self.directory / "day"
