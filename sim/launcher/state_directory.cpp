@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -15,6 +16,7 @@
 #include <fnmatch.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 namespace zansim {
@@ -27,15 +29,26 @@ constexpr char kTemporaryName[] = "zansim-XXXXXX";
 constexpr char kTemporaryPattern[] =
     "zansim-[0-9A-Za-z][0-9A-Za-z][0-9A-Za-z]"
     "[0-9A-Za-z][0-9A-Za-z][0-9A-Za-z]";
+// Tells a temporary directory from one that is kept, by the directory's number also from a copy.
+constexpr char kTemporaryMark[] = "temporary";
 constexpr int kDirectoryFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
 constexpr mode_t kDirectoryMode = 0755;
 constexpr mode_t kOthersMayWrite = S_IWGRP | S_IWOTH;
 
-bool isOwn(int directory) {
+struct stat statusOf(int directory) {
   struct stat status = {};
-  return fstat(directory, &status) == 0 && status.st_uid == geteuid() &&
-         (status.st_mode & kOthersMayWrite) == 0;
+  if (fstat(directory, &status) != 0) throwSystemError("fstat");
+  return status;
 }
+
+bool isOwn(int directory) {
+  // Within a machine the C library's function tells the user that the machine shows.
+  const auto user = static_cast<uid_t>(syscall(SYS_geteuid));
+  const struct stat status = statusOf(directory);
+  return status.st_uid == user && (status.st_mode & kOthersMayWrite) == 0;
+}
+
+std::string markText(int directory) { return fmt::format("{}\n", statusOf(directory).st_ino); }
 
 std::set<std::string> namesIn(int directory) {
   std::set<std::string> names;
@@ -45,7 +58,48 @@ std::set<std::string> namesIn(int directory) {
   return names;
 }
 
-// Directories of runs that came to a sudden end. A run holds the lock on its own to its end.
+// The lock on the mark tells that the run is alive.
+Descriptor createMark(int directory, const std::string& path) {
+  constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC;
+  Descriptor mark(openat(directory, kTemporaryMark, kFlags, 0600), path);
+  const std::string text = markText(directory);
+  // Another run may be looking at it.
+  if (flock(mark.number(), LOCK_EX) != 0 ||
+      write(mark.number(), text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
+    throwSystemError(path);
+  }
+  return mark;
+}
+
+bool isMarkOfDead(int mark, int directory) {
+  std::array<char, 32> text{};  // and zero bytes behind it
+  return pread(mark, text.data(), text.size() - 1, 0) > 0 && markText(directory) == text.data() &&
+         flock(mark, LOCK_EX | LOCK_NB) == 0;
+}
+
+// Follows no link and enters no other file system.
+void removeBelow(int directory, dev_t device, std::string_view spared) {
+  for (const std::string& name : namesIn(directory)) {
+    if (name == spared || unlinkat(directory, name.c_str(), 0) == 0 || errno != EISDIR) continue;
+    const Descriptor below(openat(directory, name.c_str(), kDirectoryFlags | O_NOFOLLOW));
+    if (below.number() < 0 || statusOf(below.number()).st_dev != device) continue;
+    removeBelow(below.number(), device, "");
+    unlinkat(directory, name.c_str(), AT_REMOVEDIR);
+  }
+}
+
+// The mark goes last, so that another run can do what this one does not come to.
+void removeTemporary(int directory, const std::string& path) {
+  try {
+    removeBelow(directory, statusOf(directory).st_dev, kTemporaryMark);
+  } catch (const fs::filesystem_error&) {
+    return;
+  }
+  unlinkat(directory, kTemporaryMark, 0);
+  rmdir(path.c_str());
+}
+
+// Directories of runs that came to a sudden end.
 void sweepTemporaryDirectories() {
   std::error_code ignored;
   for (const fs::directory_entry& entry :
@@ -53,16 +107,32 @@ void sweepTemporaryDirectories() {
     const std::string name = entry.path().filename();
     if (fnmatch(kTemporaryPattern, name.c_str(), 0) != 0) continue;
     const Descriptor directory(open(entry.path().c_str(), kDirectoryFlags | O_NOFOLLOW));
-    if (directory.number() >= 0 && isOwn(directory.number()) &&
-        flock(directory.number(), LOCK_EX | LOCK_NB) == 0 && holdsState(directory.number())) {
-      fs::remove_all(entry.path(), ignored);
+    if (directory.number() < 0 || !isOwn(directory.number())) continue;
+    const Descriptor mark(openat(directory.number(), kTemporaryMark,
+                                 O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    if (mark.number() >= 0 && isMarkOfDead(mark.number(), directory.number())) {
+      removeTemporary(directory.number(), entry.path());
     }
+  }
+}
+
+// Nobody else may put another directory in its place while a program runs in it.
+void expectInPlace(const fs::path& path) {
+  for (fs::path above = path.parent_path();; above = above.parent_path()) {
+    struct stat status = {};
+    if (stat(above.c_str(), &status) == 0 &&
+        (status.st_mode & (S_IWOTH | S_ISVTX)) == S_IWOTH) {
+      throw std::runtime_error(
+          fmt::format("{}: anybody can rename what is in {}", path.string(), above.string()));
+    }
+    if (!above.has_relative_path()) return;
   }
 }
 
 std::string makeTemporaryDirectory() {
   sweepTemporaryDirectories();
-  std::string path = fs::temp_directory_path() / kTemporaryName;
+  std::string path = fs::canonical(fs::temp_directory_path()) / kTemporaryName;
+  expectInPlace(path);
   if (mkdtemp(path.data()) == nullptr) throwSystemError(path);
   return path;
 }
@@ -70,6 +140,7 @@ std::string makeTemporaryDirectory() {
 std::string makeDirectory(const std::string& wanted) {
   fs::path path = fs::absolute(wanted).lexically_normal();
   if (!path.has_filename()) path = path.parent_path();
+  expectInPlace(fs::weakly_canonical(path));
   fs::create_directories(path.parent_path());
   if (mkdir(path.c_str(), kDirectoryMode) != 0 && errno != EEXIST) throwSystemError(path);
   return fs::canonical(path);
@@ -124,9 +195,11 @@ std::string settingsIn(const std::string& directory) {
 }
 
 bool isDeviceName(const std::string& name) {
-  constexpr std::array kPatterns{"full", "null", "tty", "zero", "zanthectl", "zanthe[0-9]*"};
-  return std::any_of(kPatterns.begin(), kPatterns.end(),
-                     [&](const char* pattern) { return fnmatch(pattern, name.c_str(), 0) == 0; });
+  constexpr std::array<std::string_view, 5> kNames{"full", "null", "tty", "zero", "zanthectl"};
+  constexpr std::string_view kGpu = "zanthe";
+  return std::find(kNames.begin(), kNames.end(), name) != kNames.end() ||
+         (name.starts_with(kGpu) && name.size() > kGpu.size() &&
+          name.find_first_not_of("0123456789", kGpu.size()) == std::string::npos);
 }
 
 std::set<std::string> deviceNames(const Host& host) {
@@ -148,7 +221,7 @@ void furnishDevices(int state, const std::string& path, const Host& host) {
   for (const std::string& name : wanted) {
     const Descriptor node(openat(devices.number(), name.c_str(),
                                  O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0644),
-                          path + "/dev/" + name);
+                          fmt::format("{}/dev/{}", path, name));
   }
   if (wanted.empty() && unlinkat(state, "dev", AT_REMOVEDIR) != 0) throwSystemError(path + "/dev");
 }
@@ -156,18 +229,17 @@ void furnishDevices(int state, const std::string& path, const Host& host) {
 }  // namespace
 
 StateDirectory::StateDirectory(const std::string& path, Time origin)
-    : temporary_(path.empty()),
-      path_(temporary_ ? makeTemporaryDirectory() : makeDirectory(path)),
+    : path_(path.empty() ? makeTemporaryDirectory() : makeDirectory(path)),
       directory_(open(path_.c_str(), kDirectoryFlags | O_NOFOLLOW), path_) {
   lock(directory_.number(), path_);
   expectOwn(directory_.number(), path_);
+  if (path.empty()) mark_.emplace(createMark(directory_.number(), path_));
   if (!holdsState(directory_.number())) createState(directory_.number(), origin);
 }
 
 StateDirectory::~StateDirectory() {
-  std::error_code ignored;
-  if (temporary_) {
-    fs::remove_all(path_, ignored);
+  if (mark_) {
+    removeTemporary(directory_.number(), path_);
   } else {
     unlinkat(directory_.number(), processTableName().c_str(), 0);
   }
@@ -179,7 +251,17 @@ void StateDirectory::writeProcessTable(const std::string& table) const {
   writeFile(directory_.number(), path_, processTableName(), table);
 }
 
+std::size_t StateDirectory::gpuNodes() const {
+  const Descriptor devices(openat(directory_.number(), "dev", kDirectoryFlags | O_NOFOLLOW));
+  if (devices.number() < 0) return 0;
+  const std::set<std::string> names = namesIn(devices.number());
+  return static_cast<std::size_t>(std::count_if(
+      names.begin(), names.end(),
+      [](const std::string& name) { return fnmatch("zanthe[0-9]*", name.c_str(), 0) == 0; }));
+}
+
 void StateDirectory::addSettings(const std::vector<std::string>& settings) const {
+  if (settings.empty()) return;
   std::string lines = settingsIn(path_);
   for (const std::string& setting : settings) lines = addSetting(lines, setting);
   writeFile(directory_.number(), path_, kSettingsFileName, lines);
@@ -193,8 +275,7 @@ void StateDirectory::furnish(const Host& host) const {
   furnishDevices(state, path_, host);
   const std::size_t last = host.numaNodes.size() - 1;
   writeFile(state, path_, "node_online", last == 0 ? "0\n" : fmt::format("0-{}\n", last));
-  // The lock on a temporary directory tells that its run is alive.
-  if (!temporary_) flock(state, LOCK_UN);
+  flock(state, LOCK_UN);
 }
 
 std::string describeState(const std::string& directory) {
@@ -204,9 +285,9 @@ std::string describeState(const std::string& directory) {
     const GpuState& changed = state->gpus[gpu];
     const std::uint64_t mask = changed.ceMask;
     if (changed.resetStatus == 0 && changed.resets == 0 && mask == 0) continue;
-    fmt::format_to(std::back_inserter(text), "gpu{} reset_status {} resets {}", gpu,
-                   changed.resetStatus.load(), changed.resets.load());
-    if (mask != 0) fmt::format_to(std::back_inserter(text), " ce_mask {:#x}", mask & ~kCeMaskIsSet);
+    text += fmt::format("gpu{} reset_status {} resets {}", gpu, changed.resetStatus.load(),
+                        changed.resets.load());
+    if (mask != 0) text += fmt::format(" ce_mask {:#x}", mask & ~kCeMaskIsSet);
     text += '\n';
   }
   for (const std::string& line : linesOf(settingsIn(directory))) text += "set " + line + "\n";

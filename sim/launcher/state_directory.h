@@ -7,6 +7,7 @@
 #include "machine/descriptor.h"
 #include "machine/shared_state.h"
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -28,6 +29,9 @@ class StateDirectory {
   std::string processTable() const { return path_ + "/" + processTableName(); }
   void writeProcessTable(const std::string& table) const;
 
+  // How many GPUs have a device node; 0 also where the machine has no driver.
+  std::size_t gpuNodes() const;
+
   // Adds lines like "gpu0.temperature=95" to those that the programs on the machine heed.
   void addSettings(const std::vector<std::string>& settings) const;
 
@@ -37,9 +41,9 @@ class StateDirectory {
  private:
   static std::string processTableName();
 
-  bool temporary_;
   std::string path_;
   Descriptor directory_;
+  std::optional<Descriptor> mark_;  // of a temporary directory
 };
 
 // What "--show-state" prints of a directory: a line per GPU that any command has changed, and what

@@ -6,37 +6,19 @@
 #include "device/controller.h"
 #include "device/session.h"
 #include "monitors/statistics.h"
-#include "output/standard_streams.h"
+#include "output/program_start.h"
 
-#include <cstdlib>
-#include <exception>
 #include <iostream>
 #include <new>
 #include <span>
 #include <string_view>
-#include <typeinfo>
-
-#include <cxxabi.h>
-#include <signal.h>
-#include <unistd.h>
 
 namespace zanctl {
 namespace {
 
-constexpr std::string_view kNoMemory = "zanctl: there is not enough memory\n";
-constexpr int kFailure = 255;
+constexpr char kNoMemory[] = "zanctl: there is not enough memory\n";
 
-// Where there is no memory for an exception either, none is thrown; and main() catches none that is
-// thrown before it.
-[[noreturn]] void endWithoutException() {
-  const std::type_info* const thrown = abi::__cxa_current_exception_type();
-  if (thrown != nullptr && *thrown != typeid(std::bad_alloc)) std::abort();
-  [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, kNoMemory.data(), kNoMemory.size());
-  _exit(kFailure);
-}
-
-// Before anything is initialised that may need memory.
-[[gnu::constructor(101)]] void prepareForWantOfMemory() { std::set_terminate(endWithoutException); }
+[[gnu::constructor(101)]] void prepareForWantOfMemory() { endOnWantOfMemory(kNoMemory, 255); }
 
 bool asksForStatisticsHelp(std::span<const char* const> argv) {
   return argv.size() == 3 && argv[1] == std::string_view("stats") && isHelp(argv[2]);
@@ -85,9 +67,7 @@ int run(std::span<const char* const> argv) {
 }  // namespace zanctl
 
 int main(int argc, char** argv) {
-  zanctl::occupyStandardStreams();
-  // A file that grows to its limit is one that cannot be written, like any other.
-  signal(SIGXFSZ, SIG_IGN);
+  zanctl::startProgram();
   try {
     std::ios::sync_with_stdio(false);
     const int status = zanctl::run({argv, static_cast<std::size_t>(argc)});

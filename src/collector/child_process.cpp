@@ -45,7 +45,8 @@ void isolate(int socket, LibraryMessages messages) {
   setrlimit(RLIMIT_CORE, &noCore);
 }
 
-[[noreturn]] void become(int socket, pid_t parent, LibraryMessages messages) {
+// Nothing that is thrown in the child reaches the parent's objects in it.
+[[noreturn]] void become(int socket, pid_t parent, LibraryMessages messages) noexcept {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   if (getppid() != parent) _exit(0);
   isolate(socket, messages);

@@ -109,8 +109,11 @@ const std::string& cudaVersion() {
 }
 
 const std::string& libraryLoadError(LookAgain lookAgain) {
-  if (lookAgain == LookAgain::yes && !library().loadError.empty()) library() = loadLibrary();
-  return library().loadError;
+  std::string& error = library().loadError;
+  if (lookAgain == LookAgain::yes && !error.empty()) library() = loadLibrary();
+  // The loader quotes what stands in the file.
+  error = cleanText(error);
+  return error;
 }
 
 }  // namespace zanctl

@@ -10,8 +10,10 @@ constexpr std::uint32_t kLastCodePoint = 0x10FFFF;
 
 bool isPlain(char c) { return c >= ' ' && c <= '~'; }
 
+// What no XML document may hold counts as one.
 bool isControl(std::uint32_t codePoint) {
-  return codePoint < 0x20 || (codePoint >= 0x7F && codePoint <= 0x9F);
+  return codePoint < 0x20 || (codePoint >= 0x7F && codePoint <= 0x9F) || codePoint == 0xFFFE ||
+         codePoint == 0xFFFF;
 }
 
 bool isWithinCharacter(char c) { return (static_cast<unsigned char>(c) & 0xC0U) == 0x80U; }

@@ -22,8 +22,8 @@ std::size_t sequenceLength(unsigned char lead);
 // Whether the character turns the direction of the text behind it around.
 bool isBidirectionalOverride(std::uint32_t codePoint);
 
-// The text with "?" in place of each control character, bidirectional override and byte that is no
-// UTF-8.
+// The text with "?" in place of each control character, bidirectional override, byte that is no
+// UTF-8, and what is UTF-8 but no character of an XML document.
 std::string cleanText(std::string_view text);
 
 // The beginning and the end of the text in at most so many bytes, cut between characters.

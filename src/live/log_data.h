@@ -78,7 +78,7 @@ class LogData {
   void takeLine(std::string_view line);
   void takeRecord(const StatsRecord& record);
   std::size_t placeOf(std::uint32_t gpu);
-  [[nodiscard]] Band bandOf(std::size_t gpu, LogSeries series) const;
+  [[nodiscard]] Band bandOf(std::size_t gpu, LogSeries series, float leastReach) const;
 
   GpuSelection selection_;
   LogRange range_;
@@ -87,6 +87,7 @@ class LogData {
   std::size_t brokenLines_ = 0;
   std::vector<TimeOfDay> moments_;
   std::vector<std::uint32_t> gpus_;
+  std::size_t heldValues_ = 0;
   std::vector<std::vector<Values>> values_;  // by GPU, then moment; may be shorter than moments_
 };
 

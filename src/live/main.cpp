@@ -1,30 +1,21 @@
 #include "live/live.h"
+#include "output/program_start.h"
 
 #include <fmt/format.h>
 
 #include <cstdio>
-
-#include <fcntl.h>
-#include <unistd.h>
+#include <new>
 
 namespace zanctl::live {
 namespace {
 
-int complain(const std::string& problem) {
-  fmt::print(stderr, "zantop: {}\n", problem);
-  return 1;
-}
+constexpr char kNoMemory[] = "zantop: there is not enough memory\n";
+
+[[gnu::constructor(101)]] void prepareForWantOfMemory() { endOnWantOfMemory(kNoMemory, 1); }
 
 int print(const std::string& text) {
   std::fwrite(text.data(), 1, text.size(), stdout);
   return std::fflush(stdout) == 0 ? 0 : complain("standard output could not be written");
-}
-
-// A closed standard stream would lend its number to the next file that is opened.
-void occupyStandardStreams() {
-  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-    if (fcntl(stream, F_GETFD) < 0) open("/dev/null", O_RDWR);
-  }
 }
 
 Settings settingsFor(const Options& options, Settings settings) {
@@ -54,6 +45,12 @@ int run(std::span<char* const> argv) {
 }  // namespace zanctl::live
 
 int main(int argc, char** argv) {
-  zanctl::live::occupyStandardStreams();
-  return zanctl::live::run({argv, static_cast<std::size_t>(argc)});
+  zanctl::startProgram();
+  try {
+    return zanctl::live::run({argv, static_cast<std::size_t>(argc)});
+  } catch (const std::bad_alloc&) {
+    // The terminal is as it was by now.
+    std::fputs(zanctl::live::kNoMemory, stderr);
+    return 1;
+  }
 }

@@ -91,7 +91,7 @@ TEST(Values, StandInLinesAndBlocks) {
              " 81%", " 61%", " 7.0G/31.0G", " 21%", " 31%"}},
            {12,
             {" 00000011:41:09.0   51C  11%  301/501W  P1  1401MHz #", " 81% #",
-             " 7.0G/31.0G  61%  21%  31% TREL"}}}) {
+             " 7.0G/31.0G  61%  21%  31% ", ": TREL"}}}) {
     const Size size = {200, height};
     View view;
     Grid grid(size, Charset::ascii);

@@ -45,7 +45,7 @@ int execute(std::vector<std::string> words, const fs::path& out, const fs::path&
 
 }  // namespace
 
-Host::Host() {
+Host::Host() : hadFailed_(testing::Test::HasFailure()) {
   std::string name = (fs::temp_directory_path() / "zanctl_test_XXXXXX").string();
   if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("no directory for the test");
   directory_ = name;
@@ -65,7 +65,8 @@ Host::Host(Host&& other) noexcept
     : directory_(std::exchange(other.directory_, {})),
       machine_(std::move(other.machine_)),
       launchOptions_(std::move(other.launchOptions_)),
-      clock_(other.clock_) {}
+      clock_(other.clock_),
+      hadFailed_(other.hadFailed_) {}
 
 Host Host::fromFile(const std::string& name, std::string_view furtherKeys) {
   std::string description = content(fs::path(ZANCTL_TEST_DATA) / "machines" / name);
@@ -75,7 +76,7 @@ Host Host::fromFile(const std::string& name, std::string_view furtherKeys) {
 
 Host::~Host() {
   if (directory_.empty()) return;
-  if (testing::Test::HasFailure()) {
+  if (testing::Test::HasFailure() && !hadFailed_) {
     std::cerr << "The machine's directory is kept: " << directory_ << "\n";
     return;
   }

@@ -4,7 +4,7 @@
 //   const Outcome run = host.run("-i 0 -L");
 //
 // Time stands still but for sleeping and begins at noon of 7 March 2026 (UTC). A failing test keeps
-// the machine's directory and names it.
+// the directory of the machine on which it first failed, and names it.
 #pragma once
 
 #include <filesystem>
@@ -60,6 +60,7 @@ class Host {
   std::string machine_;
   std::vector<std::string> launchOptions_;
   Clock clock_ = Clock::standing;
+  bool hadFailed_;  // the test, before it came to this machine
 };
 
 // Whether ZANCTL_UPDATE_GOLDEN=1 is in the environment: what is printed then takes the place of
