@@ -239,6 +239,8 @@ TEST_F(Rounds, treatGarbageOnTheWireAsACrash) {
     ASSERT_EQ(snapshot.gpus.size(), 4U);
     EXPECT_EQ(snapshot.gpus[0].state, GpuState::up);
     EXPECT_EQ(snapshot.gpus[1].state, GpuState::hung);
+    EXPECT_EQ(snapshot.gpus[2].state, GpuState::up)
+        << "the next child is heard from its first byte";
   }
 }
 

@@ -145,7 +145,8 @@ class Server(unittest.TestCase):
             statuses = {path: exporter.get(path)[0]
                         for path in ("/gpu", "/gpu?x=1", "/metrics", "/-/healthy", "/-/ready")}
             self.assertEqual(list(statuses.values()), [200, 200, 404, 200, 200])
-            self.assertEqual(exporter.get("/gpu", "POST")[0], 405)
+            status, _, headers = exporter.get("/gpu", "POST")
+            self.assertEqual((status, headers["Allow"]), (405, "GET, HEAD"))
             status, text, headers = exporter.get("/gpu", "HEAD")
             self.assertEqual((status, text), (200, ""))
             self.assertEqual(headers["Content-Type"], "text/plain; version=0.0.4; charset=utf-8")
