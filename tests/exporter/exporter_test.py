@@ -191,6 +191,12 @@ class Server(unittest.TestCase):
                 for word in words:
                     self.assertIn(word, run.stderr)
 
+    def test_listens_for_both_families(self):
+        with Machine("one-gpu") as machine:
+            exporter = machine.serve("--web.listen-address=:0")
+            for exporter.address in "127.0.0.1", "::1":
+                self.assertEqual(exporter.get("/-/healthy")[0], 200)
+
     def test_endures_slow_and_broken_clients(self):
         with Machine() as machine:
             exporter = machine.serve()

@@ -1,6 +1,6 @@
 // Every value has its own place on the screens, in its unit. No two of them are alike.
 #include "live/frame.h"
-#include "live/log_data.h"
+#include "live/log_view.h"
 
 #include <gtest/gtest.h>
 
@@ -191,6 +191,70 @@ TEST(LogData, IsOverlookedByItsGreatestValuesWithoutBridgingLongPauses) {
   EXPECT_EQ("10 10 30 - - - - - 40 ", shown);
   EXPECT_EQ(2U, data.stretchOf(2, 9));
   EXPECT_EQ(40, data.greatest(LogSeries::power));
+}
+
+TEST(LogView, GoesWhereEachKeySends) {
+  LogData data(GpuSelection(), {});
+  for (int minute = 8 * 60; minute <= 12 * 60; minute += 30) {
+    for (const char* gpu : {" 0", " 1"}) {
+      data.add(timeText(static_cast<TimeOfDay>(minute * 60)) + gpu + " 70000 50 - 0 0 0 0 0 0\n");
+    }
+  }
+  EXPECT_EQ(65'534, data.value(0, LogSeries::power, 0)) << "as much as there is room for";
+  const LogLayout layout = layoutLog({80, 24}, 2);
+  LogView view;
+  view.moment = 4;
+  std::string visited;
+  for (const KeyCode key :
+       {KeyCode::left, KeyCode::pageUp, KeyCode::pageUp, KeyCode::right, KeyCode::up, KeyCode::down,
+        KeyCode::pageDown, KeyCode::end, KeyCode::home, KeyCode::left, KeyCode::tab,
+        KeyCode::backTab, KeyCode::backTab}) {
+    press(view, {key, 0, 0, 0}, data, layout);
+    visited += timeText(data.moments()[view.moment]).substr(0, 5) + "/" + std::to_string(view.gpu);
+    visited += view.follows ? "! " : " ";
+  }
+  EXPECT_EQ(
+      "09:30/0 08:30/0 08:00/0 08:30/0 08:00/0 08:30/0 09:30/0 12:00/0! 08:00/0 08:00/0 08:00/1 "
+      "08:00/0 08:00/1 ",
+      visited);
+}
+
+struct Hosts : HostProcesses {
+  const HostFacts* look(std::uint32_t pid) override { return pid == 5 ? nullptr : &facts.at(pid); }
+  std::map<std::uint32_t, HostFacts> facts;
+};
+
+// Each column puts four processes in an order of its own; what is not known comes last.
+TEST(ProcessTable, IsSortedByEveryColumnAndFilteredByItsTexts) {
+  Hosts host;
+  host.facts = {{2, {0, "carl", "/bin/D", 30, 20, 10}},
+                {3, {0, "anna", "/bin/b", 10, 30, 20}},
+                {4, {0, "BERT", "/bin/C", 20, 10, 30}}};
+  std::vector<ProcessRow> processes(4);
+  for (std::uint32_t i = 0; i < 4; ++i) processes[i].pid = 5 - i;
+  processes[1].gpu = 1;
+  processes[2].servesVgpu = true;
+  processes[3].memoryUsed = 1;
+  processes[2].memoryUsed = 2;
+  processes[1].use = 7;
+  std::string orders;
+  const auto note = [&](const TableOrder& order) {
+    for (const ProcessRow* row : tableRows(processes, order, host)) {
+      orders += std::to_string(row->pid);
+    }
+    orders += " ";
+  };
+  for (std::size_t column = 0; column < kColumnCount; ++column) {
+    note({static_cast<Column>(column), false, "", {}});
+    note({static_cast<Column>(column), true, "", {}});
+  }
+  for (const char* filter : {"AN", "ert", "bin/c", "5", "nobody"})
+    note({Column::pid, false, filter, {}});
+  note({Column::pid, false, "", 1});
+  EXPECT_EQ(
+      "2354 4235 2345 5432 3425 2435 2543 3254 3254 2354 4235 4235 2435 3425 3245 4235 4325 2345 "
+      "3425 2435 3 4 4 5  4 ",
+      orders);
 }
 
 TEST(ProcFiles, TellOfThisProcess) {
