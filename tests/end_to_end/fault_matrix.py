@@ -8,6 +8,7 @@ claimed here; which cells change stands in fault_table.txt, as
 A row of the XML report stands there only where it tells otherwise than the text report.
 """
 import collections
+import difflib
 import json
 import os
 import re
@@ -287,7 +288,9 @@ class Fault(unittest.TestCase):
         golden = HERE / "fault_table.txt"
         if "ZANCTL_UPDATE_GOLDEN" in os.environ:
             golden.write_text(text)
-        self.assertEqual(golden.read_text(), text)
+        lines = golden.read_text().splitlines(), text.splitlines()
+        self.assertEqual("", "\n".join(difflib.unified_diff(*lines, n=0, lineterm="")),
+                         "If that is meant: ZANCTL_UPDATE_GOLDEN=1 in the environment writes it.")
 
     def test_of_the_session_is_like_a_machine_without_gpus(self):
         def no_gpus(machine):

@@ -76,7 +76,7 @@ class Screens(unittest.TestCase):
         file = HERE / "screens" / f"{name}.txt"
         if os.environ.get("ZANCTL_UPDATE_GOLDEN") == "1":
             file.write_text(text)
-        self.assertEqual(file.read_text(), text)
+        self.assertEqual(file.read_text(), text, "ZANCTL_UPDATE_GOLDEN=1 in the environment writes it")
 
     def set_value(self, state, value):
         subprocess.run([f"{BINARIES}/zansim", "--set", value, "--state", state], check=True)
@@ -290,15 +290,6 @@ class Terminals(Screens):
         ascii_only = self.zantop(LC_ALL="C")
         ascii_only.wait_for("rank 3")
         self.assertTrue(ascii_only.text.isascii())
-
-
-class Documents(unittest.TestCase):
-    def test_the_manual_knows_every_option(self):
-        run = subprocess.run([f"{BINARIES}/zantop", "--help"], capture_output=True, text=True, check=True)
-        options = set(re.findall(r"^ .*?--([a-z-]+)", run.stdout, re.M))
-        self.assertGreater(len(options), 14)
-        manual = (HERE.parents[1] / "man/zantop.1").read_text()
-        self.assertEqual(options, set(re.findall(r"^\.It Fl (?:\w , )?-([a-z-]+)", manual, re.M)))
 
 
 class RecordedDay(Screens):

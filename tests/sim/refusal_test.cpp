@@ -59,7 +59,6 @@ TEST(Refusal, OfGpus) {
   const Refusal kRefusals[] = {
       {R"("clocks": {"sm": 1, "bus": 2})",
        "/clocks/bus: unknown key, the keys here are graphics, memory, sm, video"},
-      {R"("clocks": 3)", "/clocks: expected an object or \"unavailable\", not 3"},
       {R"("temperature": 40.5)",
        "/temperature: expected a whole number from 0 to 254, a signal or \"unavailable\", not "
        "40.5"},
@@ -72,15 +71,12 @@ TEST(Refusal, OfGpus) {
       {R"("voltages": {"gpu": {"signal": "sine", "min": 0, "max": 1}})",
        "/voltages/gpu: this attribute cannot be a signal"},
       {R"("name": "a\u0000b")", "/name: a text holds no NUL"},
-      {R"("name": {"fails": 0})", "/name/fails: expected a whole number from 1 to 999, not 0"},
       {R"("temperature": {"signal": "saw", "min": 1, "max": 2})",
        R"(/temperature/signal: expected "sine", "ramp", "steps" or "walk", not "saw")"},
       {R"("temperature": {"signal": "sine", "min": 1})",
        "/temperature: this signal has \"min\" and \"max\", and no \"values\""},
       {R"("temperature": {"signal": "sine", "min": 3, "max": 2})",
        "/temperature: \"min\" is above \"max\""},
-      {R"("temperature": {"signal": "walk", "min": 3, "max": 300})",
-       "/temperature/max: expected a whole number from 0 to 254, not 300"},
       {R"("temperature": {"signal": "sine", "min": 1, "max": 2, "period": 0})",
        "/temperature/period: expected a number of seconds from 0.001 to 1000000, not 0"},
       {R"("placement": "node1/bridge0/port0/switch0")",
@@ -89,9 +85,6 @@ TEST(Refusal, OfGpus) {
        "/jpu: the list \"busy\" has not one entry for each of the \"engines\""},
       {R"("processes": [{"command": "a", "pid": 4}])",
        "/processes/0: a process has one of \"command\", \"length\", \"kind\" and \"pid\""},
-      {R"("processes": [{"pid": 4, "memory": "unavailable"}])",
-       "/processes/0/memory: expected a whole number from 0 to 1125899906842624 or a text like "
-       "\"16 GiB\", a signal, not \"unavailable\""},
   };
   for (const Refusal& refusal : kRefusals) {
     EXPECT_EQ(problemOf(R"({"gpus": [{)" + std::string(refusal.json) + "}]}"),
