@@ -42,7 +42,7 @@ KeyPress keyOf(std::uint8_t byte) {
   return {static_cast<KeyCode>(byte), 0, byte * 7, byte * 2};
 }
 
-Size sizeOf(std::uint8_t byte) { return {10 + byte * 3, 5 + byte % 50}; }
+Size sizeOf(std::uint8_t byte) { return {10 + byte % 16 * 14, 5 + byte / 16 % 4 * 13}; }
 
 void pressOnMachine(std::string_view keys) {
   Host host;

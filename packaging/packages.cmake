@@ -8,6 +8,7 @@ set(CPACK_PACKAGE_CONTACT "zanctl developers <zanctl@example.invalid>")
 set(CPACK_PACKAGING_INSTALL_PREFIX ${CMAKE_INSTALL_PREFIX})
 set(CPACK_STRIP_FILES ON)
 set(CPACK_PACKAGE_RELOCATABLE OFF)
+set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_CURRENT_SOURCE_DIR}/staged.cmake)
 # What is installed into /etc is staged like everything else.
 set(CPACK_SET_DESTDIR ON)
 # Each package has a summary of its own, in front of its description.
@@ -19,24 +20,18 @@ set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
-set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_CURRENT_SOURCE_DIR}/deb/overrides.cmake)
 
 set(CPACK_RPM_COMPONENT_INSTALL ON)
 set(CPACK_RPM_FILE_NAME RPM-DEFAULT)
 set(CPACK_RPM_PACKAGE_LICENSE Apache-2.0)
 # The simulator's libzanml.so must not satisfy those who need the real one.
 set(CPACK_RPM_PACKAGE_AUTOPROV no)
-# cpack knows no weak dependencies of Debian's rpmbuild, and rpmbuild no dates but of now.
+# rpmbuild knows no dates but of now.
 set(CPACK_RPM_SPEC_MORE_DEFINE
 "%define _build_id_links none
 %define use_source_date_epoch_as_buildtime 1
 %define clamp_mtime_to_source_date_epoch 1
-%define _buildhost localhost
-%if \"%{name}\" == \"zanctl\"
-Suggests: zanctl-sim
-%else
-Recommends: zanctl
-%endif")
+%define _buildhost localhost")
 # The directories that belong to others.
 set(CPACK_RPM_EXCLUDE_FROM_AUTO_FILELIST_ADDITION "")
 foreach(directory ${ZANCTL_UNITDIR} ${ZANCTL_SYSUSERSDIR} ${CMAKE_INSTALL_MANDIR}/man1
@@ -65,41 +60,56 @@ macro(describe_package component section group summary description)
   set(CPACK_RPM_${component}_PACKAGE_DESCRIPTION "${description}")
 endmacro()
 
+# relate_package(<component> Recommends|Suggests|Enhances <others>); cpack knows no weak dependencies
+# of Debian's rpmbuild.
+macro(relate_package component kind others)
+  string(TOUPPER "${component}_PACKAGE_${kind}" field)
+  set(CPACK_DEBIAN_${field} "${others}")
+  string(APPEND CPACK_RPM_SPEC_MORE_DEFINE
+    "\n%if \"%{name}\" == \"${component}\"\n${kind}: ${others}\n%endif")
+endmacro()
+
+# A package with settings that upgrades keep, and with units.
+macro(keep_settings component)
+  string(TOUPPER ${component} upper)
+  set(scripts ${CMAKE_CURRENT_SOURCE_DIR}/deb/${component})
+  set(CPACK_DEBIAN_${upper}_PACKAGE_CONTROL_EXTRA
+    ${scripts}/conffiles ${scripts}/postinst ${scripts}/prerm ${scripts}/postrm)
+  set(scripts ${CMAKE_CURRENT_SOURCE_DIR}/rpm/${component})
+  set(CPACK_RPM_${component}_USER_FILELIST
+    "%config(noreplace) ${CMAKE_INSTALL_FULL_SYSCONFDIR}/default/${component}")
+  set(CPACK_RPM_${component}_POST_INSTALL_SCRIPT_FILE ${scripts}/post)
+  set(CPACK_RPM_${component}_PRE_UNINSTALL_SCRIPT_FILE ${scripts}/preun)
+  set(CPACK_RPM_${component}_POST_UNINSTALL_SCRIPT_FILE ${scripts}/postun)
+endmacro()
+
 describe_package(zanctl admin "System Environment/Base"
   "command-line manager of Zanthe data-centre GPUs"
   "zanctl shows and manages the Zanthe GPUs of this machine: a one-screen
 summary, CSV queries for scripts, a detailed report in text and XML,
 scrolling monitors, topology and vGPU views, a logging daemon with replay,
-GPU reset and copy-engine masks.
+GPU reset and copy-engine masks. zanctl-health says whether the GPUs are
+fit for work, for schedulers and monitoring systems.
 
 It reads everything through the maker's management library, libzanml.so,
 which comes with the driver.")
-set(CPACK_DEBIAN_ZANCTL_PACKAGE_SUGGESTS zanctl-sim)
-set(scripts ${CMAKE_CURRENT_SOURCE_DIR}/deb)
-set(CPACK_DEBIAN_ZANCTL_PACKAGE_CONTROL_EXTRA
-  ${scripts}/conffiles ${scripts}/postinst ${scripts}/prerm ${scripts}/postrm)
-set(scripts ${CMAKE_CURRENT_SOURCE_DIR}/rpm)
-set(CPACK_RPM_zanctl_USER_FILELIST "%config(noreplace) ${CMAKE_INSTALL_FULL_SYSCONFDIR}/default/zanctl")
-set(CPACK_RPM_zanctl_POST_INSTALL_SCRIPT_FILE ${scripts}/post)
-set(CPACK_RPM_zanctl_PRE_UNINSTALL_SCRIPT_FILE ${scripts}/preun)
-set(CPACK_RPM_zanctl_POST_UNINSTALL_SCRIPT_FILE ${scripts}/postun)
+relate_package(zanctl Suggests "zanctl-exporter, zanctl-sim, zanctl-top")
+keep_settings(zanctl)
 
 describe_package(zanctl-exporter net "System Environment/Daemons"
   "metrics of Zanthe data-centre GPUs for Prometheus"
   "zanctl-exporter serves what the Zanthe GPUs of this machine report as metrics
 over HTTP, or writes them into a file for the collector of such files.
 
-It goes on serving while a GPU or the management library hangs, and says so.")
+It goes on serving while a GPU or the management library hangs, and says so.
+Rules for Prometheus and dashboards for Grafana come with it.")
 set(CPACK_DEBIAN_ZANCTL-EXPORTER_PACKAGE_SOURCE zanctl)
-set(CPACK_DEBIAN_ZANCTL-EXPORTER_PACKAGE_SUGGESTS zanctl)
-set(CPACK_DEBIAN_ZANCTL-EXPORTER_PACKAGE_RECOMMENDS systemd)
-set(scripts ${CMAKE_CURRENT_SOURCE_DIR}/deb/zanctl-exporter)
-set(CPACK_DEBIAN_ZANCTL-EXPORTER_PACKAGE_CONTROL_EXTRA
-  ${scripts}/postinst ${scripts}/prerm ${scripts}/postrm)
-set(scripts ${CMAKE_CURRENT_SOURCE_DIR}/rpm/zanctl-exporter)
-set(CPACK_RPM_zanctl-exporter_POST_INSTALL_SCRIPT_FILE ${scripts}/post)
-set(CPACK_RPM_zanctl-exporter_PRE_UNINSTALL_SCRIPT_FILE ${scripts}/preun)
-set(CPACK_RPM_zanctl-exporter_POST_UNINSTALL_SCRIPT_FILE ${scripts}/postun)
+# They make the service's user.
+set(CPACK_DEBIAN_ZANCTL-EXPORTER_PACKAGE_DEPENDS
+  "systemd | systemd-standalone-sysusers | systemd-sysusers")
+set(CPACK_RPM_zanctl-exporter_PACKAGE_REQUIRES_POST /usr/bin/systemd-sysusers)
+relate_package(zanctl-exporter Suggests zanctl)
+keep_settings(zanctl-exporter)
 
 describe_package(zanctl-sim devel "Development/Tools"
   "simulated machine with Zanthe data-centre GPUs"
@@ -110,8 +120,8 @@ GPU. It is meant for those who write dashboards and scripts for these GPUs.
 The machines that come with it range from one GPU to a host of 64, with
 vGPUs and with failing hardware; a description of your own is a JSON file.")
 set(CPACK_DEBIAN_ZANCTL-SIM_PACKAGE_SOURCE zanctl)
-set(CPACK_DEBIAN_ZANCTL-SIM_PACKAGE_RECOMMENDS zanctl)
-set(CPACK_DEBIAN_ZANCTL-SIM_PACKAGE_ENHANCES zanctl)
+relate_package(zanctl-sim Recommends zanctl)
+relate_package(zanctl-sim Enhances zanctl)
 
 describe_package(zanctl-top admin "System Environment/Base"
   "live view of Zanthe data-centre GPUs"
@@ -121,6 +131,6 @@ shows a day that the logging daemon of zanctl has written in the same way.
 
 It goes on working while a GPU hangs or is lost, and says so.")
 set(CPACK_DEBIAN_ZANCTL-TOP_PACKAGE_SOURCE zanctl)
-set(CPACK_DEBIAN_ZANCTL-TOP_PACKAGE_SUGGESTS "zanctl, zanctl-sim")
+relate_package(zanctl-top Suggests "zanctl, zanctl-sim")
 
 include(CPack)

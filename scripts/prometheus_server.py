@@ -13,7 +13,22 @@ import urllib.parse
 import urllib.request
 from pathlib import Path
 
-TICKS = os.sysconf("SC_CLK_TCK")
+ENDING = signal.SIGINT, signal.SIGTERM, signal.SIGHUP
+
+
+@contextlib.contextmanager
+def uninterrupted():
+    """Lets signals that end a script wait, until what it starts is also known to it."""
+    came = []
+    former = {number: signal.signal(number, lambda signum, _: came.append(signum))
+              for number in ENDING}
+    try:
+        yield
+    finally:
+        for number, handler in former.items():
+            signal.signal(number, handler)
+        for number in came[:1]:
+            signal.raise_signal(number)
 
 
 def wait_until(condition, seconds, pause=0.5):
@@ -51,11 +66,13 @@ class Processes:
 
 
 def processor_seconds(pids):
+    """That their threads have run; the kernel's ticks are too coarse for a scrape."""
     total = 0
     for pid in pids:
-        with contextlib.suppress(OSError):
-            total += sum(map(int, stat_fields(pid)[11:13])) / TICKS
-    return total
+        for thread in Path(f"/proc/{pid}/task").glob("*/schedstat"):
+            with contextlib.suppress(OSError):
+                total += int(thread.read_text().split()[0])
+    return total / 1e9
 
 
 def memory(pids):
@@ -101,10 +118,10 @@ class Prometheus:
             "--web.listen-address=127.0.0.1:0", *options]
 
     def __enter__(self):
-        with open(self.log, "w") as output:
-            self.process = subprocess.Popen(self.command, stdout=output, stderr=output,
-                                            stdin=subprocess.DEVNULL, start_new_session=True)
         try:
+            with open(self.log, "w") as output, uninterrupted():
+                self.process = subprocess.Popen(self.command, stdout=output, stderr=output,
+                                                stdin=subprocess.DEVNULL, start_new_session=True)
             wait_until(lambda: self.process.poll() is not None or self.listens(), 60)
             if not self.listens() or not wait_until(self.is_ready, 60):
                 raise SystemExit(f"Prometheus does not start:\n{self.log.read_text()[-2000:]}")

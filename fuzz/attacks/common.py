@@ -75,7 +75,8 @@ def run(arguments, environment, *, limit=30, program=ZANCTL, **settings):
     return Run(process.returncode, out or b"", err or b"")
 
 
-def hostile(modes="", **variables):
+def hostile(modes="", operation="", **variables):
+    modes += f",operation={operation}" if operation else ""
     return {**ENVIRONMENT, "HOSTILE": modes,
             **{f"HOSTILE_{name.upper()}": value for name, value in variables.items()}}
 

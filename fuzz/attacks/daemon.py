@@ -62,7 +62,7 @@ def attack_daemon():
             sample(f"closed {streams}", {"HOSTILE": "noise"}, streams)
         for operation, how in itertools.product(OPERATIONS, ("abort", "segv")):
             if operation.startswith("nvmlVgpu") or "Topology" in operation: continue
-            sample(f"{how} in {operation}", {"HOSTILE": how, "HOSTILE_OPERATION": operation})
+            sample(f"{how} in {operation}", {"HOSTILE": f"{how},operation={operation}"})
         print(f"the daemon with hostile libraries: {lines} lines")
 
 

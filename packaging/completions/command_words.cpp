@@ -1,6 +1,9 @@
 #include "command_words.h"
 
 #include "cli/grammar.h"
+#include "exporter/options.h"
+#include "health/options.h"
+#include "live/options.h"
 #include "monitors/device_monitor.h"
 #include "monitors/process_monitor.h"
 #include "monitors/statistics.h"
@@ -19,27 +22,66 @@
 namespace zanctl::completions {
 namespace {
 
+std::vector<CommandFacts> withoutCommands(std::vector<OptionFacts> options) {
+  return {{"", "", std::move(options)}};
+}
+
+struct Program {
+  std::string_view name;
+  std::vector<CommandFacts> (*commands)();
+};
+
+constexpr std::array kPrograms = std::to_array<Program>({
+    {"zanctl", describeGrammar},
+    {"zanctl-exporter", [] { return withoutCommands(exporter::describeOptions()); }},
+    {"zanctl-health", [] { return withoutCommands(health::describeOptions()); }},
+    {"zantop", [] { return withoutCommands(live::describeOptions()); }},
+});
+
+std::vector<CommandFacts> commandsOf(std::string_view program) {
+  for (const Program& known : kPrograms) {
+    if (known.name == program) return known.commands();
+  }
+  throw std::logic_error("no program " + std::string(program));
+}
+
 struct ValueRow {
+  std::string_view program;
   const char* command;  // null: every command that has the option
   const char* option;
   Form form;
   std::string_view words = {};
+  bool repeatable = false;
 };
 
 // The values of which more is known than that they are a text.
 constexpr std::array kValues = std::to_array<ValueRow>({
-    {nullptr, "--id", Form::list, kGpuWords},
-    {nullptr, "--filename", Form::files},
-    {"", "--display", Form::list, "sections"},
-    {"", "--query-gpu", Form::list, "gpu_properties"},
-    {"", "--query-compute-apps", Form::list, "application_properties"},
-    {"", "--format", Form::list, "formats"},
-    {"dmon", "--options", Form::letters, "device_letters"},
-    {"pmon", "--options", Form::letters, "process_letters"},
-    {"stats", "--display", Form::list, "metrics"},
-    {"topo", "--nearest_gpus", Form::one, "levels"},
-    {"topo", "--p2pstatus", Form::one, "capabilities"},
-    {"daemon", "--path", Form::directories},
+    {"zanctl", nullptr, "--id", Form::list, kGpuWords},
+    {"zanctl", nullptr, "--filename", Form::files},
+    {"zanctl", "", "--display", Form::list, "sections"},
+    {"zanctl", "", "--query-gpu", Form::list, "gpu_properties"},
+    {"zanctl", "", "--query-compute-apps", Form::list, "application_properties"},
+    {"zanctl", "", "--format", Form::list, "formats"},
+    {"zanctl", "dmon", "--options", Form::letters, "device_letters"},
+    {"zanctl", "pmon", "--options", Form::letters, "process_letters"},
+    {"zanctl", "stats", "--display", Form::list, "metrics"},
+    {"zanctl", "topo", "--nearest_gpus", Form::one, "levels"},
+    {"zanctl", "topo", "--p2pstatus", Form::one, "capabilities"},
+    {"zanctl", "daemon", "--path", Form::directories},
+    {"zanctl-exporter", "", "--web.listen-address", Form::text, {}, true},
+    {"zanctl-exporter", "", "--web.config.file", Form::files},
+    {"zanctl-exporter", "", "--collect", Form::list, "groups"},
+    {"zanctl-exporter", "", "--no-collect", Form::list, "groups"},
+    {"zanctl-exporter", "", "--textfile", Form::files},
+    {"zanctl-exporter", "", "--format", Form::one, "metric_formats"},
+    {"zanctl-health", "", "--uuids", Form::files},
+    {"zanctl-health", "", "--remember", Form::files},
+    {"zanctl-health", "", "--id", Form::list, kGpuWords},
+    {"zantop", "", "--id", Form::list, kGpuWords},
+    {"zantop", "", "--sort", Form::one, "columns"},
+    {"zantop", "", "--log", Form::files},
+    {"zantop", "", "--graph", Form::one, "graphs"},
+    {"zantop", "", "--theme", Form::one, "themes"},
 });
 
 std::string withoutStop(std::string_view text) {
@@ -55,16 +97,18 @@ std::string firstSentence(std::string text) {
 }
 
 // Marks the rows that it uses.
-Value valueOf(const std::string& command, const OptionFacts& option,
+Value valueOf(std::string_view program, const std::string& command, const OptionFacts& option,
               std::set<const ValueRow*>& used) {
   if (!option.takesValue) return {};
   Value value{.form = Form::text, .words = {}, .optional = option.valueIsOptional};
   for (const ValueRow& row : kValues) {
     const bool isNamed =
         std::find(option.names.begin(), option.names.end(), row.option) != option.names.end();
-    if (!isNamed || (row.command != nullptr && row.command != command)) continue;
+    if (!isNamed || row.program != program) continue;
+    if (row.command != nullptr && row.command != command) continue;
     value.form = row.form;
     value.words = row.words;
+    value.repeatable = row.repeatable;
     used.insert(&row);
   }
   return value;
@@ -95,10 +139,29 @@ std::vector<Word> withoutHelp(std::span<const std::string_view> names) {
   return words;
 }
 
+template <typename Table>
+std::vector<Word> namesIn(const Table& table) {
+  std::vector<Word> words;
+  words.reserve(table.size());
+  for (const auto& row : table) words.push_back({std::string(row.name), ""});
+  return words;
+}
+
 std::vector<Word> lettersOf(std::string_view letters) {
   std::vector<Word> words;
   for (const char letter : letters) words.push_back({std::string(1, letter), ""});
   return words;
+}
+
+std::vector<Word> graphKinds() {
+  using enum live::GraphKind;
+  return withoutHelp(
+      std::array{live::graphName(braille), live::graphName(block), live::graphName(ascii)});
+}
+
+std::vector<Word> themes() {
+  return withoutHelp(
+      std::array{live::themeName(live::Theme::dark), live::themeName(live::Theme::light)});
 }
 
 std::vector<Word> connectionLevels() {
@@ -112,25 +175,31 @@ std::vector<Word> connectionLevels() {
 
 }  // namespace
 
-std::vector<CommandWords> collectCommands() {
+std::vector<CommandWords> collectCommands(std::string_view program) {
   std::set<const ValueRow*> used;
   std::vector<CommandWords> commands;
-  for (const CommandFacts& facts : describeGrammar()) {
+  for (const CommandFacts& facts : commandsOf(program)) {
     CommandWords command{facts.name, {}};
     for (const OptionFacts& option : facts.options) {
       command.options.push_back(
-          {option.names, firstSentence(option.help), valueOf(facts.name, option, used)});
+          {option.names, firstSentence(option.help), valueOf(program, facts.name, option, used)});
     }
     commands.push_back(std::move(command));
   }
   for (const ValueRow& row : kValues) {
-    if (!used.contains(&row)) throw std::logic_error(std::string("no option ") + row.option);
+    if (row.program != program || used.contains(&row)) continue;
+    throw std::logic_error(std::string("no option ") + row.option);
   }
   return commands;
 }
 
-std::vector<WordList> collectWordLists() {
-  return {
+std::vector<WordList> collectWordLists(std::string_view program) {
+  std::set<std::string_view> wanted;
+  if (commandsOf(program).size() > 1) wanted.insert("commands");
+  for (const ValueRow& row : kValues) {
+    if (row.program == program) wanted.insert(row.words);
+  }
+  std::vector<WordList> lists = {
       {"commands", commandNames()},
       {"sections", withoutHelp(sectionKeywords())},
       {"gpu_properties", propertyNames(gpuProperties())},
@@ -141,7 +210,14 @@ std::vector<WordList> collectWordLists() {
       {"process_letters", lettersOf(kProcessMonitorLetters)},
       {"levels", connectionLevels()},
       {"capabilities", lettersOf(kP2pCapabilities)},
+      {"groups", namesIn(collector::kNamedGroups)},
+      {"metric_formats", withoutHelp(exporter::kFormatNames)},
+      {"columns", namesIn(live::kColumns)},
+      {"graphs", graphKinds()},
+      {"themes", themes()},
   };
+  std::erase_if(lists, [&](const WordList& list) { return !wanted.contains(list.name); });
+  return lists;
 }
 
 }  // namespace zanctl::completions

@@ -1,5 +1,5 @@
-// What can stand on zanctl's command line, as a completion needs it: collected from the grammar and
-// from the tables that the program itself reads.
+// What can stand on a program's command line, as a completion needs it: collected from the grammar
+// and from the tables that the program itself reads.
 #pragma once
 
 #include <string>
@@ -34,6 +34,7 @@ struct Value {
   Form form = Form::none;
   std::string_view words;  // the name of a list of words, or kGpuWords
   bool optional = false;
+  bool repeatable = false;  // the option may be given again
 };
 
 // The GPUs of the machine at hand, which no list can name beforehand.
@@ -50,11 +51,11 @@ struct CommandWords {
   std::vector<OptionWords> options;
 };
 
-// The program itself first. Throws std::logic_error where the values of options that this is told
-// of name an option that does not exist.
-std::vector<CommandWords> collectCommands();
+// The program itself first. Throws std::logic_error for a program that is unknown, and where the
+// values of options that this is told of name an option that does not exist.
+std::vector<CommandWords> collectCommands(std::string_view program);
 
-// Every list that a value refers to, and "commands".
-std::vector<WordList> collectWordLists();
+// Every list that a value of the program refers to, and its "commands" where it has some.
+std::vector<WordList> collectWordLists(std::string_view program);
 
 }  // namespace zanctl::completions

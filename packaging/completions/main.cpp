@@ -1,4 +1,4 @@
-// Fills the template of a completion script: completion_words bash|zsh|fish TEMPLATE OUTPUT
+// Fills the template of a completion script: completion_words PROGRAM bash|zsh|fish TEMPLATE OUTPUT
 #include "shells.h"
 
 #include <exception>
@@ -19,29 +19,36 @@ struct Shell {
 constexpr std::array<Shell, 3> kShells = {
     {{"bash", bashWords}, {"zsh", zshWords}, {"fish", fishWords}}};
 
+constexpr std::string_view kProgram = "@PROGRAM@";
+
+std::string named(std::string text, std::string_view program) {
+  for (std::size_t at = 0; (at = text.find(kProgram, at)) != std::string::npos;) {
+    text.replace(at, kProgram.size(), program);
+  }
+  return text;
+}
+
 // A line "@NAME@" stands for the text of that name.
-void fill(std::istream& in, std::ostream& out, Replacements replacements) {
+void fill(std::istream& in, std::ostream& out, Replacements replacements,
+          std::string_view program) {
   for (std::string line; std::getline(in, line);) {
     const bool isMark = line.size() > 2 && line.front() == '@' && line.back() == '@';
-    if (isMark) {
-      out << replacements.at(line.substr(1, line.size() - 2));
-    } else {
-      out << line << "\n";
-    }
+    out << named(isMark ? replacements[line.substr(1, line.size() - 2)] : line + "\n", program);
   }
 }
 
 int run(std::span<const char* const> arguments) {
   for (const Shell& shell : kShells) {
-    if (arguments.size() != 4 || shell.name != arguments[1]) continue;
-    std::ifstream in(arguments[2]);
-    std::ofstream out(arguments[3]);
-    fill(in, out, shell.words(collectCommands(), collectWordLists()));
+    if (arguments.size() != 5 || shell.name != arguments[2]) continue;
+    const std::string_view program = arguments[1];
+    std::ifstream in(arguments[3]);
+    std::ofstream out(arguments[4]);
+    fill(in, out, shell.words(collectCommands(program), collectWordLists(program)), program);
     if (in.eof() && out.flush()) return 0;
-    std::cerr << arguments[2] << " or " << arguments[3] << " failed\n";
+    std::cerr << arguments[3] << " or " << arguments[4] << " failed\n";
     return 1;
   }
-  std::cerr << "usage: completion_words bash|zsh|fish TEMPLATE OUTPUT\n";
+  std::cerr << "usage: completion_words PROGRAM bash|zsh|fish TEMPLATE OUTPUT\n";
   return 2;
 }
 

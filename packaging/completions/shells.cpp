@@ -59,26 +59,27 @@ std::string zshAction(const Value& value) {
   if (value.form == Form::files) action = "_files";
   if (value.form == Form::directories) action = "_files -/";
   if (isOfWords(value)) {
-    action = fmt::format(" _zanctl_words {} {}", nameOf(value.form), value.words);
+    action = fmt::format(" _@PROGRAM@_words {} {}", nameOf(value.form), value.words);
   }
   return fmt::format("{}{}:{}", value.optional ? "::" : ":",
                      isOfWords(value) ? value.words : nameOf(value.form), action);
 }
 
 std::string zshOption(const OptionWords& option) {
+  const std::string others =
+      option.value.repeatable ? "*" : fmt::format("({})", fmt::join(option.names, " "));
   std::string lines;
   for (const std::string& name : option.names) {
     const bool attaches = name.starts_with("--") && option.value.form != Form::none;
-    const std::string entry =
-        fmt::format("({}){}{}[{}]{}", fmt::join(option.names, " "), name, attaches ? "=" : "",
-                    plain(option.help), zshAction(option.value));
+    const std::string entry = fmt::format("{}{}{}[{}]{}", others, name, attaches ? "=" : "",
+                                          plain(option.help), zshAction(option.value));
     lines += "        " + quoted(entry) + "\n";
   }
   return lines;
 }
 
 std::string fishOption(const std::string& command, const OptionWords& option) {
-  std::string line = "complete -c zanctl -n " + quoted("__zanctl_in " + command);
+  std::string line = "complete -c @PROGRAM@ -n " + quoted("__@PROGRAM@_in " + command);
   for (const std::string& name : option.names) {
     // -o keeps fish from bundling the short options, which zanctl refuses.
     line += name.starts_with("--") ? " -l " + name.substr(2) : " -o " + name.substr(1);
@@ -90,9 +91,9 @@ std::string fishOption(const std::string& command, const OptionWords& option) {
     line += " -x";
   }
   if (value.form == Form::directories) {
-    line += " -a '(__fish_complete_directories (__zanctl_value))'";
+    line += " -a '(__fish_complete_directories (__@PROGRAM@_value))'";
   } else if (isOfWords(value)) {
-    line += fmt::format(" -a '(__zanctl_values {} {})'", nameOf(value.form), value.words);
+    line += fmt::format(" -a '(__@PROGRAM@_values {} {})'", nameOf(value.form), value.words);
   }
   return line + " -d " + quoted(option.help) + "\n";
 }

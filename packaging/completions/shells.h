@@ -9,7 +9,8 @@
 
 namespace zanctl::completions {
 
-// What takes the place of "@NAME@" in the template of a script, by the name.
+// What takes the place of the line "@NAME@" in the template of a script, by the name. "@PROGRAM@"
+// stands for the program's name, here and there.
 using Replacements = std::map<std::string, std::string>;
 
 using Commands = std::vector<CommandWords>;

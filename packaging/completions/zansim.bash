@@ -26,7 +26,7 @@ _zansim() {
     --uid | --start-time | --set) ;;
     *)
       mapfile -t COMPREPLY < <(compgen -W '--host --state --uid --trace --start-time
-        --virtual-clock --check --list --example --show-state --set --help --' -- "$word")
+        --virtual-clock --check --list --example --show-state --set --help' -- "$word")
       ;;
   esac
 }

@@ -1,6 +1,7 @@
 // The command line that zanctl accepts: every option and subcommand with its help text.
 #pragma once
 
+#include "output/option_facts.h"
 #include "request/options.h"
 
 #include <array>
@@ -17,14 +18,6 @@ namespace zanctl {
 // Subcommands in the order of dispatch.
 inline constexpr std::array kSubcommands = {"dmon",  "pmon",   "topo",  "vgpu",
                                             "stats", "daemon", "replay"};
-
-// What can be said of an option without giving it.
-struct OptionFacts {
-  std::vector<std::string> names;  // with their dashes
-  std::string help;
-  bool takesValue;
-  bool valueIsOptional;
-};
 
 struct CommandFacts {
   std::string name;  // empty for the program itself

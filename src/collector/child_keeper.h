@@ -24,7 +24,7 @@ class ChildKeeper {
 
   // Kills it.
   void lose();
-  // A round ended with it: should it be lost, the next one may follow soon.
+  // It is of use: should it be lost, the next one may follow soon.
   void praise() { pause_ = kFirstPause; }
 
   // Between rounds: takes note of the end of the child.

@@ -18,6 +18,8 @@ void Collector::startRound(RoundRequest request) { rounds_->start(std::move(requ
 
 bool Collector::isRunning() const { return rounds_->isRunning(); }
 
+void Collector::shortenRound(std::chrono::milliseconds fromNow) { rounds_->shorten(fromNow); }
+
 void Collector::proceed() { rounds_->proceed(); }
 
 const Snapshot& Collector::snapshot() const { return rounds_->snapshot(); }

@@ -18,8 +18,8 @@
 //
 // - A GPU may take a third of the round. One that takes longer is hung: the child is killed, a new
 //   one collects the others in the same round, and the GPU is tried again after 60 s, behind all
-//   others. The same holds for a GPU that takes the library down.
-// - Children are started at least a second apart, growing to a minute while none ends a round. A
+//   others. A GPU that takes the library down is tried again after a second, growing to 60 s.
+// - Children are started at least a second apart, growing to a minute while none is of use. A
 //   child that cannot be killed is waited for; until it is gone no round finds a GPU up.
 // - A missing library or driver is looked for anew in every round.
 #pragma once
@@ -59,6 +59,8 @@ class Collector {
   // Begins a round, which may end at once. Not while one is running.
   void startRound(RoundRequest request);
   [[nodiscard]] bool isRunning() const;
+  // Has a round that runs end after this time at the latest.
+  void shortenRound(std::chrono::milliseconds fromNow);
   // Does what can be done without waiting. Harmless at any time, between rounds too.
   void proceed();
 

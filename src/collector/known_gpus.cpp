@@ -7,7 +7,8 @@
 namespace zanctl::collector {
 namespace {
 
-constexpr Moment kBar{60'000};
+constexpr Moment kLongestBar{60'000};
+constexpr Moment kFirstBar{1000};
 // A library that makes up a UUID in every round must not fill the memory.
 constexpr std::size_t kMaxLost = 256;
 
@@ -17,7 +18,7 @@ std::vector<std::uint32_t> KnownGpus::order(std::uint32_t count) const {
   std::vector<std::uint32_t> indices(count);
   std::iota(indices.begin(), indices.end(), 0U);
   const auto rank = [this](std::uint32_t index) {
-    if (barredUntil_.contains(index)) return 2;
+    if (bars_.contains(index)) return 2;
     return missed_.contains(index) ? 0 : 1;
   };
   std::stable_sort(indices.begin(), indices.end(),
@@ -26,16 +27,24 @@ std::vector<std::uint32_t> KnownGpus::order(std::uint32_t count) const {
 }
 
 bool KnownGpus::isBarred(std::uint32_t index, Moment now) const {
-  const auto bar = barredUntil_.find(index);
-  return bar != barredUntil_.end() && now < bar->second;
+  const auto bar = bars_.find(index);
+  return bar != bars_.end() && now < bar->second.until;
 }
 
 void KnownGpus::answered(std::uint32_t index) {
-  barredUntil_.erase(index);
+  bars_.erase(index);
   missed_.erase(index);
 }
 
-void KnownGpus::hung(std::uint32_t index, Moment now) { barredUntil_[index] = now + kBar; }
+void KnownGpus::hung(std::uint32_t index, Moment now) {
+  bars_[index] = {now + kLongestBar, kLongestBar};
+}
+
+void KnownGpus::crashed(std::uint32_t index, Moment now) {
+  Bar& bar = bars_[index];
+  bar.length = std::clamp(bar.length * 2, kFirstBar, kLongestBar);
+  bar.until = now + bar.length;
+}
 
 std::string KnownGpus::uuidAt(std::uint32_t index) const {
   const auto last = std::find_if(seen_.rbegin(), seen_.rend(),
@@ -52,6 +61,11 @@ void KnownGpus::remember(const std::vector<Gpu>& gpus) {
   if (seen_.size() > kMaxLost) seen_.erase(seen_.begin(), seen_.end() - kMaxLost);
   for (const Gpu& gpu : gpus) {
     if (gpu.state == GpuState::up && !gpu.uuid.empty()) seen_.push_back({gpu.index, gpu.uuid});
+    if (uuidAt(gpu.index).empty()) {
+      nameless_.insert(gpu.index);
+    } else {
+      nameless_.erase(gpu.index);
+    }
   }
 }
 
@@ -63,15 +77,17 @@ void KnownGpus::complete(std::vector<Gpu>& gpus) {
     if (gpu.state != GpuState::up) gpu.uuid = uuidAt(gpu.index);
     shown.emplace(gpu.index, gpu.uuid);
   }
-  for (const Seen& seen : seen_) {
-    if (!shown.emplace(seen.index, seen.uuid).second) continue;
+  const auto show = [&](std::uint32_t index, const std::string& uuid) {
+    if (!shown.emplace(index, uuid).second) return;
     Gpu lost;
-    lost.index = seen.index;
+    lost.index = index;
     lost.counted = false;
     lost.state = GpuState::silent;
-    lost.uuid = seen.uuid;
+    lost.uuid = uuid;
     gpus.push_back(std::move(lost));
-  }
+  };
+  for (const Seen& seen : seen_) show(seen.index, seen.uuid);
+  for (const std::uint32_t index : nameless_) show(index, "");
   std::stable_sort(gpus.begin(), gpus.end(),
                    [](const Gpu& a, const Gpu& b) { return a.index < b.index; });
 }

@@ -24,6 +24,11 @@ void Collector::Rounds::start(RoundRequest request) {
   proceed();
 }
 
+void Collector::Rounds::shorten(Moment fromNow) {
+  deadline_ = std::min(deadline_, now() + fromNow);
+  wakeup_.wakeAt(nextTime());
+}
+
 void Collector::Rounds::begin() {
   const Moment time = now();
   startedAt_ = std::chrono::steady_clock::now();
@@ -166,7 +171,10 @@ void Collector::Rounds::nextTurn() {
 void Collector::Rounds::endTurn(std::uint32_t index, GpuState state) {
   Gpu& gpu = snapshot_.gpus[index];
   gpu.state = state;
-  if (state == GpuState::up || state == GpuState::silent) known_.answered(index);
+  if (state == GpuState::up || state == GpuState::silent) {
+    known_.answered(index);
+    keeper_.praise();
+  }
   if (state == GpuState::unasked) known_.missed(index);
   if (request_.onGpu) request_.onGpu(gpu);
 }
@@ -223,9 +231,10 @@ void Collector::Rounds::blame(bool timedOut) {
 
 void Collector::Rounds::blameGpu(bool timedOut) {
   // Whom those before it left less than its share is not to blame.
-  const bool hung = !timedOut || now() - askedAt_ >= request_.deadline / kShares;
+  const bool hung = timedOut && now() - askedAt_ >= request_.deadline / kShares;
   if (hung) known_.hung(asked_, now());
-  endTurn(asked_, hung ? GpuState::hung : GpuState::unasked);
+  if (!timedOut) known_.crashed(asked_, now());
+  endTurn(asked_, hung || !timedOut ? GpuState::hung : GpuState::unasked);
   const bool goesOn = std::any_of(turns_.begin(), turns_.end(), [this](std::uint32_t index) {
     return !known_.isBarred(index, now());
   });

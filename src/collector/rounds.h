@@ -20,6 +20,7 @@ class Collector::Rounds {
   [[nodiscard]] const Snapshot& snapshot() const { return snapshot_; }
 
   void start(RoundRequest request);
+  void shorten(Moment fromNow);
   void proceed();
 
  private:

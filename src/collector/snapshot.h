@@ -96,7 +96,8 @@ struct PcieThroughput {
 };
 
 // A compute process. One that the library lists twice is here once, with the sum of its memory; one
-// that is gone is left out.
+// that is gone is left out. With the group of holders it is any process, and without a name when it
+// is gone.
 struct Process {
   std::uint32_t pid;
   BigNumber memoryUsed;  // bytes
@@ -145,7 +146,7 @@ enum class GpuState : std::uint8_t {
   pending,  // not asked yet in the round that runs
   up,       // answered something
   silent,   // answered nothing: lost, its handle refused, or listed in an earlier round only
-  hung,     // did not answer in time or took the library down, in this round or less than 60 s ago
+  hung,     // did not answer in time or took the library down, in this round or a short while ago
   unasked,  // the round ended, or the library did, before it was this GPU's turn
 };
 

@@ -43,9 +43,9 @@ std::string formatCpuSet(std::span<const std::uint64_t> words) {
     if (!isSet(bit)) continue;
     std::size_t last = bit;
     while (isSet(last + 1)) ++last;
-    fmt::format_to(std::back_inserter(text), "{}{}", text.empty() ? "" : ",", bit);
+    text += fmt::format("{}{}", text.empty() ? "" : ",", bit);
     if (last - bit > 1) {
-      fmt::format_to(std::back_inserter(text), "-{}", last);
+      text += fmt::format("-{}", last);
       bit = last;
     }
   }

@@ -1,11 +1,18 @@
 #include "exporter/http_daemon.h"
 
+#include <algorithm>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace zanctl::exporter {
 namespace {
 
 constexpr unsigned kIdleSeconds = 30;
+// Those who have just come are given time for their request.
+constexpr std::chrono::seconds kGrace{1};
+// So many connections at once give way to those who stand in line.
+constexpr std::size_t kRoom = 16;
 // Of a connection, for the headers of both sides.
 constexpr std::size_t kConnectionMemory = std::size_t{40} << 10U;
 
@@ -27,7 +34,7 @@ MHD_Result HttpDaemon::onRequest(void* self, MHD_Connection* connection, const c
   auto& daemon = *static_cast<HttpDaemon*>(self);
   // Nothing that is sent with a request is of interest.
   *uploadSize = 0;
-  daemon.connections_[connection].inRequest = true;
+  daemon.connections_[connection] = {.stage = Connection::Stage::asked};
   return daemon.handler_.handle(connection, path, method, state);
 }
 
@@ -94,14 +101,35 @@ void HttpDaemon::add(int socket, const sockaddr* address, socklen_t size) {
   MHD_add_connection(daemon_, socket, address, size);
 }
 
-void HttpDaemon::endTricklers() {
+void HttpDaemon::end(MHD_Connection* connection, Connection& state) {
+  const auto* info = MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD);
+  shutdown(info->connect_fd, SHUT_RDWR);
+  state.stage = Connection::Stage::ended;
+}
+
+void HttpDaemon::endOverdue() {
   const auto limit = Clock::now() - std::chrono::seconds(kIdleSeconds);
-  for (const auto& [connection, state] : connections_) {
-    if (state.inRequest || state.since > limit) continue;
-    const MHD_ConnectionInfo* info =
-        MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD);
-    shutdown(info->connect_fd, SHUT_RDWR);
+  for (auto& [connection, state] : connections_) {
+    if (state.since > limit || state.stage == Connection::Stage::ended) continue;
+    const auto* info =
+        MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_SUSPENDED);
+    // Then it is not the client who is slow.
+    if (info->suspended == MHD_NO) end(connection, state);
   }
+}
+
+void HttpDaemon::makeRoom() {
+  std::vector<std::pair<MHD_Connection*, Connection*>> waiting;
+  const auto limit = Clock::now() - kGrace;
+  for (auto& [connection, state] : connections_) {
+    if (state.stage == Connection::Stage::waiting && state.since < limit) {
+      waiting.emplace_back(connection, &state);
+    }
+  }
+  const auto some = waiting.begin() + static_cast<long>(std::min(waiting.size(), kRoom));
+  std::partial_sort(waiting.begin(), some, waiting.end(),
+                    [](const auto& a, const auto& b) { return a.second->since < b.second->since; });
+  std::for_each(waiting.begin(), some, [](const auto& one) { end(one.first, *one.second); });
 }
 
 }  // namespace zanctl::exporter

@@ -45,15 +45,21 @@ class HttpDaemon {
   // Takes the socket over.
   void add(int socket, const sockaddr* address, socklen_t size);
   [[nodiscard]] std::size_t connections() const { return connections_.size(); }
-  // Ends connections that have not brought a whole request for a while, however busy they look.
-  void endTricklers();
+  // Ends connections that have brought no whole request, or not taken the whole answer, within the
+  // time of an idle one, however busy they look.
+  void endOverdue();
+  // Ends some of those that let one wait for a request, those that have done so longest; none that
+  // has just come.
+  void makeRoom();
 
  private:
   using Clock = std::chrono::steady_clock;
   struct Connection {
-    bool inRequest = false;
-    Clock::time_point since = Clock::now();
+    enum class Stage { waiting, asked, ended } stage = Stage::waiting;
+    Clock::time_point since = Clock::now();  // it is the client's turn
   };
+
+  static void end(MHD_Connection* connection, Connection& state);
 
   explicit HttpDaemon(RequestHandler& handler) : handler_(handler) {}
 

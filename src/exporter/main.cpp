@@ -9,23 +9,11 @@
 
 #include <fmt/format.h>
 
-#include <cstdio>
-
 namespace zanctl::exporter {
 namespace {
 
 [[gnu::constructor(101)]] void prepareForWantOfMemory() {
   endOnWantOfMemory("zanctl-exporter: there is not enough memory\n", 1);
-}
-
-int complain(const std::string& problem) {
-  fmt::print(stderr, "zanctl-exporter: {}\n", problem);
-  return 1;
-}
-
-int print(const std::string& text) {
-  std::fwrite(text.data(), 1, text.size(), stdout);
-  return std::fflush(stdout) == 0 ? 0 : complain("standard output could not be written");
 }
 
 std::string onceText(const Options& options, const collector::Snapshot& snapshot) {
@@ -37,21 +25,21 @@ std::string onceText(const Options& options, const collector::Snapshot& snapshot
 
 int run(std::span<char* const> argv) {
   const auto parsed = parseOptions(argv);
-  if (const auto* problem = std::get_if<std::string>(&parsed)) return complain(*problem);
+  if (const auto* problem = std::get_if<std::string>(&parsed)) return kVoice.complain(*problem);
   const Options& options = std::get<Options>(parsed);
-  if (options.help) return print(helpText());
-  if (options.version) return print(fmt::format("zanctl-exporter {}\n", kVersion));
+  if (options.help) return kVoice.print(helpText());
+  if (options.version) return kVoice.print(fmt::format("zanctl-exporter {}\n", kVersion));
 
   collector::Collector collector;
-  if (collector.descriptor() < 0) return complain("there are no descriptors left");
+  if (collector.descriptor() < 0) return kVoice.complain("there are no descriptors left");
   if (options.once) {
-    return print(onceText(options, collector.takeRound({.groups = options.groups})));
+    return kVoice.print(onceText(options, collector.takeRound({.groups = options.groups})));
   }
   if (!options.textfile.empty()) {
     const Scrape scrape(collector.takeRound({.groups = options.groups}), options.groups);
     const std::string problem =
         replaceFile(options.textfile, writeText(TextFormat::prometheus, scrape));
-    return problem.empty() ? 0 : complain(problem);
+    return problem.empty() ? 0 : kVoice.complain(problem);
   }
   return serve(options, collector);
 }

@@ -5,7 +5,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <iterator>
 #include <optional>
 #include <string_view>
 
@@ -19,8 +18,8 @@ using collector::Groups;
 // What is wrong with the value; empty when nothing is.
 using Problem = std::string;
 
-Problem parseGroups(std::string_view text, Groups& groups) {
-  groups = 0;
+// Adds to the groups, as options that are repeated do.
+Problem addGroups(std::string_view text, Groups& groups) {
   while (!text.empty()) {
     const std::string_view name = text.substr(0, text.find(','));
     text.remove_prefix(std::min(name.size() + 1, text.size()));
@@ -35,15 +34,9 @@ Problem parseGroups(std::string_view text, Groups& groups) {
 }
 
 Problem parseFormat(const std::string& name, OutputFormat& format) {
-  if (name == "prometheus") {
-    format = OutputFormat::prometheus;
-  } else if (name == "openmetrics") {
-    format = OutputFormat::openMetrics;
-  } else if (name == "json") {
-    format = OutputFormat::json;
-  } else {
-    return fmt::format("there is no format \"{}\"", name);
-  }
+  const auto* const found = std::find(kFormatNames.begin(), kFormatNames.end(), name);
+  if (found == kFormatNames.end()) return fmt::format("there is no format \"{}\"", name);
+  format = static_cast<OutputFormat>(found - kFormatNames.begin());
   return {};
 }
 
@@ -54,13 +47,6 @@ struct Draft {
   Groups noCollect = 0;
   bool processes = false;
 };
-
-auto setFile(std::string& file) {
-  return [&file](const std::string& value) {
-    file = value;
-    return file.empty() ? Problem("a file has a name") : Problem();
-  };
-}
 
 std::vector<LongOption> optionsInto(Draft& draft) {
   Options& options = draft.options;
@@ -81,13 +67,16 @@ std::vector<LongOption> optionsInto(Draft& draft) {
       {"web.systemd-socket", 0, nullptr, "Use the sockets that systemd passes",
        setFlag(options.systemdSocket)},
       {"collect", 0, "GROUPS", "Collect these groups, separated by commas, and no others",
-       [&draft](const auto& value) { return parseGroups(value, draft.collect.emplace()); }},
+       [&draft](const auto& value) {
+         return addGroups(value, draft.collect ? *draft.collect : draft.collect.emplace());
+       }},
       {"no-collect", 0, "GROUPS", "Do not collect these groups",
-       [&draft](const auto& value) { return parseGroups(value, draft.noCollect); }},
+       [&draft](const auto& value) { return addGroups(value, draft.noCollect); }},
       {"processes", 0, nullptr, "Add the memory of each compute process", setFlag(draft.processes)},
       {"textfile", 0, "PATH", "Write the metrics to this file and end", setFile(options.textfile)},
       {"once", 0, nullptr, "Print the metrics and end", setFlag(options.once)},
-      {"format", 0, "FORMAT", "With --once: prometheus, openmetrics or json (prometheus)",
+      {"format", 0, "FORMAT",
+       "Print them as prometheus, openmetrics or json, with --once (prometheus)",
        [&options](const auto& value) { return parseFormat(value, options.format); }},
       {"version", 0, nullptr, "Print the version and end", setFlag(options.version)},
       {"help", 'h', nullptr, "Print this help and end", setFlag(options.help)},
@@ -118,9 +107,14 @@ std::string helpText() {
   text += helpOf(optionsInto(draft));
   text += "\nGroups (* not by default):\n ";
   for (const collector::NamedGroup& group : collector::kNamedGroups) {
-    fmt::format_to(std::back_inserter(text), " {}{}", group.name, group.byDefault ? "" : "*");
+    text += fmt::format(" {}{}", group.name, group.byDefault ? "" : "*");
   }
   return text + "\n";
+}
+
+std::vector<OptionFacts> describeOptions() {
+  Draft draft;
+  return factsOf(optionsInto(draft));
 }
 
 }  // namespace zanctl::exporter

@@ -2,15 +2,20 @@
 #pragma once
 
 #include "collector/groups.h"
+#include "output/option_facts.h"
 
+#include <array>
 #include <span>
 #include <string>
+#include <string_view>
 #include <variant>
 #include <vector>
 
 namespace zanctl::exporter {
 
 enum class OutputFormat { prometheus, openMetrics, json };
+inline constexpr std::array<std::string_view, 3> kFormatNames = {"prometheus", "openmetrics",
+                                                                 "json"};
 
 struct Options {
   std::vector<std::string> listenAddresses = {};  // ":9835" when none is given
@@ -29,5 +34,7 @@ struct Options {
 std::variant<Options, std::string> parseOptions(std::span<char* const> argv);
 
 std::string helpText();
+
+std::vector<OptionFacts> describeOptions();
 
 }  // namespace zanctl::exporter

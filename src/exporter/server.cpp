@@ -10,7 +10,6 @@
 #include <algorithm>
 #include <array>
 #include <csignal>
-#include <cstdio>
 #include <memory>
 #include <optional>
 
@@ -22,9 +21,7 @@ namespace zanctl::exporter {
 namespace {
 
 // While there is no room for a connection, whether some has become free.
-constexpr std::chrono::milliseconds kLookForRoom{500};
-
-void say(const std::string& line) { fmt::print(stderr, "zanctl-exporter: {}\n", line); }
+constexpr std::chrono::milliseconds kLookForRoom{200};
 
 class Server {
  public:
@@ -43,6 +40,7 @@ class Server {
   void openSignals();
   [[nodiscard]] std::size_t connections() const;
   [[nodiscard]] int waitTime(bool hasRoom) const;
+  [[nodiscard]] bool isAnybodyInLine() const;
   bool acceptFrom(int listener);
   void runDaemons();
   void shutDown();
@@ -55,7 +53,7 @@ class Server {
   std::vector<int> listeners_;
   int signals_ = -1;
   std::optional<Tls> tls_;
-  std::optional<FileWatch> watch_;
+  FileWatch watch_;
   bool hasDescriptors_ = true;
 };
 
@@ -66,6 +64,7 @@ Server::~Server() {
 }
 
 std::string Server::open() {
+  openSignals();
   std::string problem;
   if (options_.webConfigFile.empty()) {
     daemons_.push_back(HttpDaemon::start(std::nullopt, site_));
@@ -75,25 +74,19 @@ std::string Server::open() {
   }
   if (problem.empty()) problem = openListeners();
   if (!problem.empty()) return problem;
-  openSignals();
-  for (const int listener : listeners_) say("listening on " + addressOf(listener));
+  for (const int listener : listeners_) kVoice.say("listening on " + addressOf(listener));
   return {};
 }
 
 // Takes the file as a whole or not at all.
 std::string Server::applyWebConfig() {
-  auto read = readWebConfig(options_.webConfigFile);
-  if (auto* problem = std::get_if<std::string>(&read)) {
-    if (!watch_) watch_.emplace(std::vector{options_.webConfigFile});
-    return *problem;
-  }
-  auto& config = std::get<WebConfig>(read);
-  // A change in the meantime is seen at the next look.
-  watch_.emplace(config.files);
+  WebConfig config = readWebConfig(options_.webConfigFile);
+  watch_ = std::move(config.watch);
+  if (!config.problem.empty()) return config.problem;
   if (daemons_.empty() || config.tls != tls_) {
     auto daemon = HttpDaemon::start(config.tls, site_);
     if (!daemon) {
-      return fmt::format("{}: certificate and key cannot be used", options_.webConfigFile);
+      return fmt::format("{}: there are no descriptors left for it", options_.webConfigFile);
     }
     daemons_.push_back(std::move(daemon));
     tls_ = std::move(config.tls);
@@ -103,9 +96,9 @@ std::string Server::applyWebConfig() {
 }
 
 void Server::refreshWebConfig() {
-  if (!watch_ || !watch_->haveChanged()) return;
+  if (!watch_.haveChanged()) return;
   const std::string problem = applyWebConfig();
-  if (!problem.empty()) say(problem + "; the former configuration holds");
+  if (!problem.empty()) kVoice.say(problem + "; the former configuration holds");
 }
 
 std::string Server::openListeners() {
@@ -148,6 +141,13 @@ int Server::waitTime(bool hasRoom) const {
   return least ? static_cast<int>(std::min<long>(least->count(), 60'000)) : -1;
 }
 
+bool Server::isAnybodyInLine() const {
+  return std::any_of(listeners_.begin(), listeners_.end(), [](int listener) {
+    pollfd line{.fd = listener, .events = POLLIN, .revents = 0};
+    return poll(&line, 1, 0) > 0;
+  });
+}
+
 // False when there is nothing more to accept.
 bool Server::acceptFrom(int listener) {
   if (connections() >= kMaxConnections) return false;
@@ -179,6 +179,7 @@ void Server::run() {
     watched.clear();
     watch(signals_);
     watch(collector_.descriptor());
+    watch(site_.descriptor());
     for (const auto& daemon : daemons_) watch(daemon->descriptor());
     const std::size_t firstListener = watched.size();
     const bool hasRoom = connections() < kMaxConnections && hasDescriptors_;
@@ -189,8 +190,9 @@ void Server::run() {
     poll(watched.data(), watched.size(), waitTime(hasRoom));
     if (watched[0].revents != 0) break;
     if (watched[1].revents != 0) site_.proceed();
-    if (!hasRoom) {
-      for (const auto& daemon : daemons_) daemon->endTricklers();
+    for (const auto& daemon : daemons_) {
+      daemon->endOverdue();
+      if (!hasRoom && isAnybodyInLine()) daemon->makeRoom();
     }
     refreshWebConfig();
     for (std::size_t i = firstListener; i < watched.size(); ++i) {
@@ -214,10 +216,7 @@ void Server::shutDown() {
 int serve(const Options& options, collector::Collector& collector) {
   Server server(options, collector);
   const std::string problem = server.open();
-  if (!problem.empty()) {
-    say(problem);
-    return 1;
-  }
+  if (!problem.empty()) return kVoice.complain(problem);
   server.run();
   return 0;
 }

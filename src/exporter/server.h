@@ -3,8 +3,11 @@
 
 #include "collector/collector.h"
 #include "exporter/options.h"
+#include "output/voice.h"
 
 namespace zanctl::exporter {
+
+inline constexpr Voice kVoice{.program = "zanctl-exporter", .failure = 1};
 
 // Answers scrapes until it is told to end. Says what keeps it from starting, or what goes wrong
 // later, in lines on standard error; gives the exit status.

@@ -5,6 +5,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
 #include <utility>
 
@@ -13,6 +14,7 @@ namespace {
 
 constexpr std::size_t kMaxHeader = std::size_t{16} << 10U;
 constexpr std::string_view kPlain = "text/plain; charset=utf-8";
+constexpr std::string_view kPage = "text/html; charset=utf-8";
 
 std::shared_ptr<MHD_Response> responseOf(std::string_view body, std::string_view type) {
   std::shared_ptr<MHD_Response> response(
@@ -60,6 +62,12 @@ const char* header(MHD_Connection* connection, const char* name) {
   return MHD_lookup_connection_value(connection, MHD_HEADER_KIND, name);
 }
 
+bool hasBody(MHD_Connection* connection) {
+  const char* length = header(connection, MHD_HTTP_HEADER_CONTENT_LENGTH);
+  return (length != nullptr && std::string_view(length) != "0") ||
+         header(connection, MHD_HTTP_HEADER_TRANSFER_ENCODING) != nullptr;
+}
+
 std::size_t headerSize(MHD_Connection* connection) {
   const MHD_ConnectionInfo* info =
       MHD_get_connection_info(connection, MHD_CONNECTION_INFO_REQUEST_HEADER_SIZE);
@@ -69,12 +77,13 @@ std::size_t headerSize(MHD_Connection* connection) {
 }  // namespace
 
 struct Site::Request {
-  enum class Admission { unknown, verifying, refused, granted };
+  enum class Admission { unknown, awaited, refused, granted };
 
   MHD_Connection* connection;
+  std::string method;
   Admission admission = Admission::unknown;
-  std::string user;
-  std::string password;
+  std::string user = {};
+  std::string password = {};
   Response scraped = {};  // once the round has ended
 };
 
@@ -82,24 +91,19 @@ Site::Site(const Options& options, collector::Collector& collector)
     : telemetryPath_(options.telemetryPath),
       page_(pageFor(options.telemetryPath)),
       groups_(options.groups),
-      collector_(collector) {
-  // It opens the library for the first scrape.
-  startRound(deadlineFor(nullptr));
-}
+      collector_(collector) {}
 
 MHD_Result Site::handle(MHD_Connection* connection, const char* path, const char* method,
                         void** state) {
   if (closing_) return MHD_NO;
   if (*state == nullptr) {
-    *state = new Request{.connection = connection, .user = {}, .password = {}};
+    *state = new Request{.connection = connection, .method = method};
     if (headerSize(connection) > kMaxHeader) {
       return respond(connection, MHD_HTTP_REQUEST_HEADER_FIELDS_TOO_LARGE, "Too much header.\n");
     }
-    const std::string_view name = method;
-    if (name != "GET" && name != "HEAD") {
-      return respond(connection, MHD_HTTP_METHOD_NOT_ALLOWED, "Only GET and HEAD.\n");
-    }
-    return MHD_YES;
+    // What comes behind the headers, perhaps without end, is not waited for, though the connection
+    // ends with such an answer.
+    if (!hasBody(connection)) return MHD_YES;
   }
   auto& request = *static_cast<Request*>(*state);
   judge(request);
@@ -125,7 +129,7 @@ void Site::judge(Request& request) {
   if (user == nullptr) {
     request.admission = Admission::refused;
   } else if (!passwords_.remembers(request.user, request.password)) {
-    request.admission = Admission::verifying;
+    request.admission = Admission::awaited;
     visitors_.push_back(&request);
     MHD_suspend_connection(request.connection);
   }
@@ -133,39 +137,67 @@ void Site::judge(Request& request) {
   MHD_free(password);
 }
 
-void Site::verifyOneVisitor() {
-  Request& visitor = *visitors_.front();
+void Site::seeToVisitors() {
+  if (const auto isRight = comparison_.result()) admitFirstVisitor(*isRight);
+  while (!visitors_.empty() && !comparison_.isUnderWay()) {
+    const Request* visitor = visitors_.front();
+    // Somebody may have come with the same pair before.
+    if (visitor == nullptr || passwords_.remembers(visitor->user, visitor->password)) {
+      admitFirstVisitor(true);
+      continue;
+    }
+    hash_ = passwords_.hashFor(visitor->user);
+    comparison_.start(visitor->password, hash_);
+    return;
+  }
+}
+
+void Site::admitFirstVisitor(bool isRight) {
+  Request* visitor = visitors_.front();
   visitors_.pop_front();
-  // Somebody may have come with the same pair before.
-  const bool right = passwords_.remembers(visitor.user, visitor.password) ||
-                     passwords_.verify(visitor.user, visitor.password);
-  visitor.admission = right ? Request::Admission::granted : Request::Admission::refused;
-  MHD_resume_connection(visitor.connection);
+  if (visitor == nullptr) return;
+  const bool isKnown = passwords_.remembers(visitor->user, visitor->password);
+  const bool enters =
+      isKnown || (isRight && passwords_.admit(visitor->user, visitor->password, hash_));
+  visitor->admission = enters ? Request::Admission::granted : Request::Admission::refused;
+  MHD_resume_connection(visitor->connection);
 }
 
 MHD_Result Site::answer(Request& request, const std::string& path) {
-  if (path == telemetryPath_) return answerScrape(request);
-  if (path == "/") return respond(request.connection, MHD_HTTP_OK, page_, "text/html");
-  if (path == "/-/healthy") return respond(request.connection, MHD_HTTP_OK, "Healthy\n");
-  if (path == "/-/ready") {
-    return ready_ ? respond(request.connection, MHD_HTTP_OK, "Ready\n")
-                  : respond(request.connection, MHD_HTTP_SERVICE_UNAVAILABLE, "Not ready\n");
+  if (request.method != "GET" && request.method != "HEAD") {
+    return respond(request.connection, MHD_HTTP_METHOD_NOT_ALLOWED, "Only GET and HEAD.\n");
   }
+  if (path == telemetryPath_) return answerScrape(request);
+  if (path == "/") return respond(request.connection, MHD_HTTP_OK, page_, kPage);
+  if (path == "/-/healthy") return respond(request.connection, MHD_HTTP_OK, "Healthy\n");
+  if (path == "/-/ready") return answerReady(request.connection);
   return respond(request.connection, MHD_HTTP_NOT_FOUND, "Not found\n");
+}
+
+MHD_Result Site::answerReady(MHD_Connection* connection) {
+  if (ready_) return respond(connection, MHD_HTTP_OK, "Ready\n");
+  // Whoever sends scrapes only where it is ready would wait for ever.
+  if (!collector_.isRunning()) wantRound(deadlineFor(nullptr));
+  return respond(connection, MHD_HTTP_SERVICE_UNAVAILABLE, "Not ready\n");
 }
 
 MHD_Result Site::answerScrape(Request& request) {
   if (request.scraped) {
     return MHD_queue_response(request.connection, MHD_HTTP_OK, request.scraped.get());
   }
+  wantRound(deadlineFor(header(request.connection, "X-Prometheus-Scrape-Timeout-Seconds")));
   scrapes_.push_back(&request);
   MHD_suspend_connection(request.connection);
   return MHD_YES;
 }
 
-void Site::startRound(std::chrono::milliseconds deadline) {
-  collector_.startRound({.groups = groups_, .deadline = deadline});
-  if (!collector_.isRunning()) deliver();
+void Site::wantRound(std::chrono::milliseconds patience) {
+  if (collector_.isRunning()) {
+    collector_.shortenRound(patience);
+    return;
+  }
+  patience_ = roundIsWanted_ ? std::min(patience_, patience) : patience;
+  roundIsWanted_ = true;
 }
 
 void Site::proceed() {
@@ -175,10 +207,11 @@ void Site::proceed() {
 }
 
 void Site::work() {
-  if (!visitors_.empty()) verifyOneVisitor();
-  if (scrapes_.empty() || collector_.isRunning()) return;
-  MHD_Connection* first = scrapes_.front()->connection;
-  startRound(deadlineFor(header(first, "X-Prometheus-Scrape-Timeout-Seconds")));
+  seeToVisitors();
+  if (!roundIsWanted_) return;
+  roundIsWanted_ = false;
+  collector_.startRound({.groups = groups_, .deadline = patience_});
+  if (!collector_.isRunning()) deliver();
 }
 
 void Site::deliver() {
@@ -198,14 +231,16 @@ void Site::deliver() {
 void Site::complete(void* state) {
   auto* request = static_cast<Request*>(state);
   std::erase(scrapes_, request);
-  std::erase(visitors_, request);
+  std::replace(visitors_.begin(), visitors_.end(), request, static_cast<Request*>(nullptr));
   delete request;
 }
 
 void Site::shutDown() {
   closing_ = true;
   for (const Request* request : scrapes_) MHD_resume_connection(request->connection);
-  for (const Request* request : visitors_) MHD_resume_connection(request->connection);
+  for (const Request* request : visitors_) {
+    if (request != nullptr) MHD_resume_connection(request->connection);
+  }
 }
 
 }  // namespace zanctl::exporter

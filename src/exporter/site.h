@@ -29,12 +29,13 @@ class Site : public RequestHandler {
   void proceed();
 
   // What requests have left to be done when the HTTP library is done with them: a round for those
-  // that wait for one, and one password to be verified. That takes a while, so that scrapers who
-  // are known are served between any two of a crowd that is not.
+  // that wait for one, and the passwords of strangers, one after the other.
   void work();
   [[nodiscard]] bool hasWork() const {
-    return !visitors_.empty() || (!scrapes_.empty() && !collector_.isRunning());
+    return (!visitors_.empty() && !comparison_.isUnderWay()) || roundIsWanted_;
   }
+  // Readable when there is work after a comparison of passwords; -1 while there is none.
+  [[nodiscard]] int descriptor() const { return comparison_.descriptor(); }
 
   // From then on requests without an answer are dropped.
   void shutDown();
@@ -46,9 +47,12 @@ class Site : public RequestHandler {
   // Decides on admission, or suspends the connection until the password is verified.
   void judge(Request& request);
   MHD_Result answer(Request& request, const std::string& path);
+  MHD_Result answerReady(MHD_Connection* connection);
   MHD_Result answerScrape(Request& request);
-  void verifyOneVisitor();
-  void startRound(std::chrono::milliseconds deadline);
+  void seeToVisitors();
+  void admitFirstVisitor(bool isRight);
+  // A round that has ended by then, be it the one that runs.
+  void wantRound(std::chrono::milliseconds patience);
   void deliver();
 
   std::string telemetryPath_;
@@ -56,8 +60,12 @@ class Site : public RequestHandler {
   collector::Groups groups_;
   collector::Collector& collector_;
   Passwords passwords_;
-  std::vector<Request*> scrapes_;  // that wait for the round
-  std::deque<Request*> visitors_;  // whose passwords are to be verified
+  Comparison comparison_;                 // of the first visitor's password
+  std::string hash_;                      // that it is compared with
+  std::deque<Request*> visitors_;         // whose passwords are not known yet
+  std::vector<Request*> scrapes_;         // that wait for the round
+  std::chrono::milliseconds patience_{};  // of the least patient of those that want one
+  bool roundIsWanted_ = false;
   bool ready_ = false;
   bool closing_ = false;
 };

@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <cmath>
-#include <iterator>
 
 namespace zanctl::exporter {
 namespace {
@@ -42,7 +41,7 @@ class FamilyText : public Sink {
       text_ += '}';
     }
     text_ += ' ';
-    fmt::format_to(std::back_inserter(text_), "{}", *value);
+    text_ += fmt::format("{}", *value);
     text_ += '\n';
   }
 
@@ -50,8 +49,8 @@ class FamilyText : public Sink {
   void writeHead() {
     begun_ = true;
     const std::string_view name = familyName(family_, format_);
-    fmt::format_to(std::back_inserter(text_), "# HELP {} {}\n# TYPE {} {}\n", name, family_.help,
-                   name, kindText(family_.kind, format_));
+    text_ += fmt::format("# HELP {} {}\n# TYPE {} {}\n", name, family_.help, name,
+                         kindText(family_.kind, format_));
   }
 
   std::string& text_;

@@ -2,12 +2,10 @@
 #pragma once
 
 #include <array>
-#include <ctime>
+#include <cstdint>
 #include <map>
 #include <optional>
 #include <string>
-#include <variant>
-#include <vector>
 
 namespace zanctl::exporter {
 
@@ -19,30 +17,31 @@ struct Tls {
   bool operator==(const Tls&) const = default;
 };
 
-struct WebConfig {
-  std::optional<Tls> tls;
-  std::map<std::string, std::string> users;  // hashes of the passwords, by name
-  std::vector<std::string> files;            // all that were read for it
-};
-
-// Or what is wrong, as "FILE:LINE: ...". Anything that it does not know is refused: it might have
-// been meant to keep somebody out.
-std::variant<WebConfig, std::string> readWebConfig(const std::string& file);
-
 // Notices that files were changed or replaced.
 class FileWatch {
  public:
-  explicit FileWatch(std::vector<std::string> files);
+  // From now on, so before it is read; also one that is not there yet.
+  void add(const std::string& file);
 
-  // Since the watch was made, or since the last time this was true.
+  // Since they were added, or since the last time this was true.
   bool haveChanged();
 
  private:
   using Stamp = std::array<std::int64_t, 4>;
-  [[nodiscard]] std::vector<Stamp> stamps() const;
+  static Stamp stampOf(const std::string& file);
 
-  std::vector<std::string> files_;
-  std::vector<Stamp> seen_;
+  std::map<std::string, Stamp> stamps_;
 };
+
+struct WebConfig {
+  std::optional<Tls> tls;
+  std::map<std::string, std::string> users;  // hashes of the passwords, by name
+  FileWatch watch;  // over all files that were read for it, or could not be
+  // What is wrong, as "FILE:LINE: ..."; empty when nothing is. With a problem only `watch` counts.
+  std::string problem;
+};
+
+// Anything that it does not know is refused: it might have been meant to keep somebody out.
+WebConfig readWebConfig(const std::string& file);
 
 }  // namespace zanctl::exporter

@@ -1,6 +1,8 @@
 // The health check's command line.
 #pragma once
 
+#include "output/option_facts.h"
+
 #include <chrono>
 #include <cstdint>
 #include <optional>
@@ -40,5 +42,7 @@ struct Options {
 std::variant<Options, std::string> parseOptions(std::span<char* const> argv);
 
 std::string helpText();
+
+std::vector<OptionFacts> describeOptions();
 
 }  // namespace zanctl::health

@@ -9,30 +9,6 @@
 namespace zanctl::live {
 namespace {
 
-struct Piece {
-  std::string text;
-  int rank;  // those of higher ranks make way first
-  Style style = Style::plain;
-};
-
-// Side by side, as many as there is room for.
-void putPieces(Surface& surface, const Box& box, std::vector<Piece> pieces) {
-  std::erase_if(pieces, [](const Piece& piece) { return piece.text.empty(); });
-  const auto width = [&pieces] {
-    int cells = 0;
-    for (const Piece& piece : pieces) cells += cellsOf(piece.text) + 2;
-    return cells - 2;
-  };
-  while (pieces.size() > 1 && width() > box.width) {
-    const auto last =
-        std::max_element(pieces.begin(), pieces.end(),
-                         [](const Piece& a, const Piece& b) { return a.rank < b.rank; });
-    pieces.erase(last);
-  }
-  int x = box.x;
-  for (const Piece& piece : pieces) x = surface.put(x, box.y, piece.text, piece.style) + 2;
-}
-
 std::string versionText(std::string_view what, const collector::Text& version) {
   return version ? fmt::format("{} {}", what, *version) : fmt::format("{} N/A", what);
 }
@@ -51,6 +27,12 @@ std::string problemText(const Model& model) {
   return model.gpus().empty() ? "no GPU to show" : "";
 }
 
+std::string onlyGpuText(const Frame& frame) {
+  const GpuEntry* const chosen = frame.chosenGpu();
+  const bool only = frame.view.onlyChosenGpu && chosen != nullptr;
+  return only ? fmt::format("processes of GPU {}", chosen->index) : "";
+}
+
 // What may have been asked for and is not all on the screen.
 std::string restText(const Frame& frame) {
   const auto part = [](std::string_view what, std::size_t top, std::size_t shown,
@@ -59,18 +41,37 @@ std::string restText(const Frame& frame) {
                ? fmt::format("{} {}-{} of {}", what, top + 1, std::min(top + shown, count), count)
                : std::string();
   };
+  const bool isOverview = frame.view.screen == Screen::overview;
   const OverviewLayout& layout = frame.overview;
-  std::string text;
-  if (frame.view.screen == Screen::overview) {
-    text = part("GPUs", frame.view.gpuTop, layout.gpusShown, frame.model.gpus().size());
-  }
-  const std::size_t shown =
-      frame.view.screen == Screen::gpu ? frame.detail.rowsShown : layout.rowsShown;
+  const DetailLayout& detail = frame.detail;
+  const std::string text =
+      isOverview ? part("GPUs", frame.view.gpuTop, layout.gpusShown, frame.model.gpus().size())
+                 : part("values", frame.view.valueTop,
+                        static_cast<std::size_t>(detail.values.height), detail.valueLines);
+  const std::size_t shown = isOverview ? layout.rowsShown : detail.rowsShown;
   const std::string rows = part("processes", frame.view.rowTop, shown, frame.rows.size());
   return text.empty() || rows.empty() ? text + rows : text + ", " + rows;
 }
 
 }  // namespace
+
+int putPieces(Surface& surface, const Box& box, std::vector<Piece> pieces) {
+  std::erase_if(pieces, [](const Piece& piece) { return piece.text.empty(); });
+  const auto width = [&pieces] {
+    int cells = 0;
+    for (const Piece& piece : pieces) cells += cellsOf(piece.text) + 2;
+    return cells - 2;
+  };
+  while (pieces.size() > 1 && width() > box.width) {
+    const auto last =
+        std::max_element(pieces.begin(), pieces.end(),
+                         [](const Piece& a, const Piece& b) { return a.rank < b.rank; });
+    pieces.erase(last);
+  }
+  int x = box.x;
+  for (const Piece& piece : pieces) x = surface.put(x, box.y, piece.text, piece.style) + 2;
+  return x;
+}
 
 void drawTooSmall(Surface& surface) {
   const Size size = surface.size();
@@ -84,13 +85,15 @@ void drawHead(Surface& surface, const Frame& frame, const Box& box) {
   const Circumstances& circumstances = frame.circumstances;
   const std::string stamp = dateTimeStamp(circumstances.now);
   const bool narrow = box.width < 60;
-  putPieces(surface, {box.x, box.y, box.width, 1},
-            {{circumstances.host, 3, Style::heading},
-             {narrow ? stamp.substr(11) : stamp, 0, Style::value},
-             {gpuCount(model.gpus().size()), 1},
-             {fmt::format("every {} s", intervalText(frame.view.settings.interval)), 2},
-             {versionText("driver", model.driverVersion()), 5, Style::dim},
-             {versionText("library", model.libraryVersion()), 6, Style::dim}});
+  putPieces(
+      surface, {box.x, box.y, box.width, 1},
+      {{narrow ? circumstances.host.substr(0, circumstances.host.find('.')) : circumstances.host, 1,
+        Style::heading},
+       {narrow ? stamp.substr(11) : stamp, 0, Style::value},
+       {gpuCount(model.gpus().size()), 2},
+       {fmt::format("every {} s", intervalText(frame.view.settings.interval)), 3},
+       {versionText("driver", model.driverVersion()), 5, Style::dim},
+       {versionText("library", model.libraryVersion()), 6, Style::dim}});
   const Totals& totals = model.totals();
   const auto watts = [](const collector::BigNumber& power) { return withUnit(power, ""); };
   putPieces(surface, {box.x, box.y + 1, box.width, 1},
@@ -102,14 +105,14 @@ void drawHead(Surface& surface, const Frame& frame, const Box& box) {
              {model.gpus().empty()
                   ? ""
                   : ofLimit("power", watts(totals.powerUsed), watts(totals.powerLimit) + "W"),
-              3},
+              5},
              {model.gpus().empty() ? ""
                                    : ofLimit("memory", amountText(totals.memoryUsed),
                                              amountText(totals.memoryTotal)),
-              2},
-             {frame.view.filter.empty() ? "" : fmt::format("filter \"{}\"", frame.view.filter), 4,
+              4},
+             {frame.view.filter.empty() ? "" : fmt::format("filter \"{}\"", frame.view.filter), 2,
               Style::marked},
-             {frame.view.onlyChosenGpu ? "processes of this GPU" : "", 5, Style::marked}});
+             {onlyGpuText(frame), 3, Style::marked}});
 }
 
 void drawFoot(Surface& surface, const Frame& frame, const Box& box) {
@@ -119,11 +122,7 @@ void drawFoot(Surface& surface, const Frame& frame, const Box& box) {
     return;
   }
   if (view.prompt == Prompt::signal) {
-    surface.putLeft(
-        box.x, box.y, box.width,
-        fmt::format("Send {} to {}? y yes, Tab another signal, n no: {}",
-                    signalName(view.signal.signal), view.signal.pid, view.signal.command),
-        Style::warning);
+    surface.putLeft(box.x, box.y, box.width, questionText(view.signal, box.width), Style::warning);
     return;
   }
   if (!view.note.empty()) {
@@ -134,33 +133,23 @@ void drawFoot(Surface& surface, const Frame& frame, const Box& box) {
     surface.put(box.x, box.y, restText(frame), Style::note);
     return;
   }
-  const bool onRows = view.focus == Focus::processes;
+  const bool isDetail = view.screen == Screen::gpu;
+  const bool scrollsValues = frame.detail.valueLines > std::size_t(frame.detail.values.height);
+  const std::string_view other = !frame.actsOnRows() ? "Tab processes"
+                                 : !isDetail         ? "Tab GPUs"
+                                 : scrollsValues     ? "Tab values"
+                                                     : "";
   putPieces(surface, box,
             {{restText(frame), 1, Style::value},
              {"? help", 0, Style::note},
-             {"q quit", 2, Style::note},
-             {view.screen == Screen::gpu ? "Left Right other GPU"
-              : onRows                   ? "Tab GPUs"
-                                         : "Tab processes",
-              3, Style::note},
-             {view.screen == Screen::gpu ? "Esc back" : "Enter details", 4, Style::note},
-             {"/ filter", 5, Style::note},
-             {"< > sort", 6, Style::note},
-             {"s signal", 7, Style::note},
-             {"Space pause", 8, Style::note}});
-}
-
-void drawHelp(Surface& surface, const Frame& frame) {
-  const auto lines = keyHelp();
-  surface.put(0, 0, "Keys of zantop", Style::heading);
-  int y = 2;
-  for (auto at = static_cast<std::size_t>(frame.view.helpTop);
-       at < lines.size() && y < frame.size.height - 1; ++at) {
-    surface.put(1, y, lines[at].keys, Style::value);
-    surface.put(17, y++, lines[at].help);
-  }
-  surface.putLeft(0, frame.size.height - 1, frame.size.width, "Up and Down for more, Esc back",
-                  Style::note);
+             {"q quit", 3, Style::note},
+             {std::string(other), 2, Style::note},
+             {isDetail ? "Left Right other GPU" : "", 5, Style::note},
+             {isDetail ? "Esc back" : "Enter details", 4, Style::note},
+             {"/ filter", 6, Style::note},
+             {"< > sort", 7, Style::note},
+             {"s signal", 8, Style::note},
+             {"Space pause", 9, Style::note}});
 }
 
 void drawRule(Surface& surface, const Box& box, std::string_view text, Style style) {
@@ -188,7 +177,7 @@ void drawBarLine(Surface& surface, int x, int y, int width, float share, std::st
 void drawHistory(Surface& surface, const Box& box, const GpuEntry& entry, Series series,
                  GraphKind kind) {
   if (box.width <= 0 || box.height < 2) return;
-  const Range range = rangeOf(series, entry.readings);
+  const Range range = rangeOf(series, entry.ranges);
   drawRule(surface, {box.x, box.y, box.width, 1},
            fmt::format("{} {}", seriesName(series), range.text), Style::dim);
   const auto count = static_cast<std::size_t>(box.width) * valuesPerCell(kind);

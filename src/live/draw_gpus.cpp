@@ -11,7 +11,7 @@ namespace {
 
 using collector::Readings;
 
-enum class Fill : std::uint8_t { text, smBar, memoryBar };
+enum class Fill : std::uint8_t { text, smBar, memoryBar, history };
 
 struct LineColumn {
   std::string_view heading;
@@ -32,12 +32,12 @@ Style plainStyle(const Readings& /*readings*/) { return Style::plain; }
 
 constexpr std::array kLineColumns =
     std::to_array<LineColumn>({
-        {"NAME", 18, 9, Fill::text, ZANTOP_TEXT(nameText(r)), plainStyle},
-        {"BUS ID", 16, 11, Fill::text, ZANTOP_TEXT(r.identity.pciBusId.value_or("N/A")),
+        {"NAME", 18, 11, Fill::text, ZANTOP_TEXT(nameText(r)), plainStyle},
+        {"BUS ID", 16, 13, Fill::text, ZANTOP_TEXT(r.identity.pciBusId.value_or("N/A")),
          plainStyle},
         {"TEMP", 5, 0, Fill::text, ZANTOP_TEXT(withUnit(r.temperature.gpu, "C")),
          [](const Readings& r) { return temperatureStyle(r.temperature); }},
-        {"FAN", 4, 10, Fill::text, ZANTOP_TEXT(withUnit(r.temperature.fanSpeed, "%")), plainStyle},
+        {"FAN", 4, 12, Fill::text, ZANTOP_TEXT(withUnit(r.temperature.fanSpeed, "%")), plainStyle},
         {"POWER", 9, 2, Fill::text, ZANTOP_TEXT(powerText(r)), plainStyle},
         {"PST", 3, 7, Fill::text, ZANTOP_TEXT(stateText(r.clock.performanceState)), plainStyle},
         {"SM CLOCK", 8, 8, Fill::text, ZANTOP_TEXT(withUnit(r.clock.sm, "MHz")), plainStyle},
@@ -46,7 +46,8 @@ constexpr std::array kLineColumns =
         {"MEM", 4, 6, Fill::text, ZANTOP_TEXT(withUnit(r.utilization.memory, "%")), plainStyle},
         {"ENC", 4, 5, Fill::text, ZANTOP_TEXT(withUnit(r.utilization.encoder, "%")), plainStyle},
         {"DEC", 4, 5, Fill::text, ZANTOP_TEXT(withUnit(r.utilization.decoder, "%")), plainStyle},
-        {"!", 4, 0, Fill::text, ZANTOP_TEXT(codesOf(remarksOn(entry.readings))),
+        {"SM BEFORE", 16, 10, Fill::history, ZANTOP_TEXT({}), plainStyle},
+        {"!", 5, 0, Fill::text, ZANTOP_TEXT(codesOf(remarksOn(entry.readings))),
          [](const Readings& r) {
            const auto remarks = remarksOn(r);
            return remarks.empty() ? Style::plain : remarks.front().style;
@@ -58,6 +59,14 @@ constexpr int kIndexWidth = 4;  // with the mark of the chosen one
 constexpr int kLeastBar = 8;    // cells that a bar needs beside its text
 constexpr int kLongestBar = 30;
 constexpr int kBarRank = 3;
+
+bool isBar(const LineColumn& column) {
+  return column.fill == Fill::smBar || column.fill == Fill::memoryBar;
+}
+
+bool isLeftAligned(const LineColumn& column) {
+  return !isBar(column) && (column.width > 9 || column.heading == "!");
+}
 
 struct PlacedColumn {
   const LineColumn* column;
@@ -86,7 +95,7 @@ std::vector<PlacedColumn> placeLine(int width) {
   dropTo(0, 0);
   if (rest < 2 * kLeastBar) return placed;
   for (PlacedColumn& column : placed) {
-    if (column.column->fill != Fill::text) column.width += std::min(rest / 2, kLongestBar);
+    if (isBar(*column.column)) column.width += std::min(rest / 2, kLongestBar);
   }
   return placed;
 }
@@ -102,7 +111,6 @@ bool isChosen(const Frame& frame, std::size_t place) {
 void drawLine(Surface& surface, const Frame& frame, const std::vector<PlacedColumn>& columns, int y,
               std::size_t place) {
   const GpuEntry& entry = frame.model.gpus()[place];
-  const Size size = frame.size;
   const Style style = isChosen(frame, place) ? Style::chosen : Style::heading;
   surface.putRight(0, y, kIndexWidth - 1,
                    fmt::format("{}{}", place == frame.view.gpu ? ">" : "", entry.index), style);
@@ -115,11 +123,16 @@ void drawLine(Surface& surface, const Frame& frame, const std::vector<PlacedColu
   for (const auto& [column, width] : columns) {
     const std::string text = column->text(entry);
     const Style own = column->style(entry.readings);
-    if (column->fill != Fill::text) {
+    if (column->fill == Fill::history) {
+      const GraphKind kind = frame.circumstances.graph;
+      const auto values =
+          entry.history.last(Series::use, static_cast<std::size_t>(width) * valuesPerCell(kind));
+      surface.put(x, y, drawGraph(values, 100, width, 1, kind).front(), Style::graph);
+    } else if (isBar(*column)) {
       drawBarLine(surface, x, y, width, shareIn(column->fill, entry.readings),
                   fmt::format("{:>{}}", text, column->width), frame.circumstances.graph);
-    } else if (column->width > 9 || column->heading == "!") {
-      surface.putLeft(x, y, std::min(width, size.width - x), text, own);
+    } else if (isLeftAligned(*column)) {
+      surface.putLeft(x, y, width, shortened(text, width), own);
     } else {
       surface.putRight(x, y, width, text, text == kNotAvailable ? Style::dim : own);
     }
@@ -206,7 +219,7 @@ void drawGpuLines(Surface& surface, const Frame& frame, const Box& box) {
   surface.put(0, box.y, "GPU", Style::dim);
   int x = kIndexWidth;
   for (const auto& [column, width] : columns) {
-    if (column->fill == Fill::text && (column->width > 9 || column->heading == "!")) {
+    if (isLeftAligned(*column)) {
       surface.putLeft(x, box.y, width, column->heading, Style::dim);
     } else {
       surface.putRight(x, box.y, width, column->heading, Style::dim);
@@ -220,11 +233,11 @@ void drawGpuLines(Surface& surface, const Frame& frame, const Box& box) {
     drawLine(surface, frame, columns, y++, place);
 }
 
-void drawGpuBlocks(Surface& surface, const Frame& frame, const Box& box, GpuForm form) {
-  const int height = heightOf(form);
+void drawGpuBlocks(Surface& surface, const Frame& frame, const OverviewLayout& layout) {
+  const Box& box = layout.gpus;
   for (std::size_t place = 0; place < frame.model.gpus().size(); ++place) {
-    drawBlock(surface, frame, {box.x, box.y + static_cast<int>(place) * height, box.width, height},
-              form, place);
+    const int y = box.y + static_cast<int>(place) * layout.gpuHeight;
+    drawBlock(surface, frame, {box.x, y, box.width, layout.gpuHeight}, layout.form, place);
   }
 }
 

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <utility>
 
 namespace zanctl::live {
 namespace {
@@ -28,6 +29,7 @@ constexpr std::array kColumnsOfLog = std::to_array<LogColumn>({
 });
 constexpr int kColumnWidth = 7;
 constexpr int kIndexWidth = 4;
+constexpr int kLeastBar = 8;
 
 std::string textOf(float value, std::string_view unit) {
   return isKnown(value) ? fmt::format("{:.0f}{}", value, unit) : "-";
@@ -46,6 +48,7 @@ void drawMoment(Surface& surface, const LogData& data, const LogView& view, cons
     surface.putRight(kIndexWidth + static_cast<int>(c) * (kColumnWidth + 1), y, kColumnWidth,
                      kColumnsOfLog[c].heading, Style::dim);
   }
+  if (barWidth >= kLeastBar) surface.put(barX + 1, y, "SM USE", Style::dim);
   const std::size_t end = std::min(view.gpuTop + layout.gpusShown, data.gpus().size());
   for (std::size_t gpu = view.gpuTop; gpu < end; ++gpu) {
     ++y;
@@ -59,7 +62,7 @@ void drawMoment(Surface& surface, const LogData& data, const LogView& view, cons
                        textOf(value, kColumnsOfLog[c].unit),
                        isKnown(value) ? Style::plain : Style::dim);
     }
-    if (barWidth < 8) continue;
+    if (barWidth < kLeastBar) continue;
     const float share = data.value(gpu, LogSeries::sm, view.moment) / 100;
     const BarText bar = drawBar(share, barWidth, kind);
     const int behind = surface.put(barX + 1, y, bar.filled, shareStyle(share));
@@ -115,26 +118,19 @@ void drawAxis(Surface& surface, const LogData& data, const LogView& view, const 
               timeText(moments[view.moment]), Style::chosen);
 }
 
-std::string footText(const LogData& data, const LogView& view, const LogLayout& layout) {
-  std::string text;
+// What is not on the screen, and what is not in the day.
+std::vector<Piece> footPieces(const LogData& data, const LogView& view, const LogLayout& layout) {
+  std::vector<Piece> pieces;
   if (layout.gpusShown < data.gpus().size()) {
-    text = fmt::format("GPUs {}-{} of {}  ", view.gpuTop + 1, view.gpuTop + layout.gpusShown,
-                       data.gpus().size());
+    pieces.push_back({fmt::format("GPUs {}-{} of {}", view.gpuTop + 1,
+                                  view.gpuTop + layout.gpusShown, data.gpus().size()),
+                      2, Style::value});
   }
-  if (data.brokenLines() > 0) {
-    text += fmt::format("{} broken line{} left out  ", data.brokenLines(),
-                        data.brokenLines() == 1 ? "" : "s");
+  if (const std::size_t broken = data.brokenLines(); broken > 0) {
+    pieces.push_back({fmt::format("{} broken line{} left out", broken, broken == 1 ? "" : "s"), 1,
+                      Style::warning});
   }
-  return text;
-}
-
-void drawLogHelp(Surface& surface) {
-  surface.put(0, 0, "Keys of zantop for a recorded day", Style::heading);
-  int y = 2;
-  for (const auto& [keys, help] : logKeyHelp()) {
-    surface.put(1, y, keys, Style::value);
-    surface.put(17, y++, help);
-  }
+  return pieces;
 }
 
 }  // namespace
@@ -146,7 +142,7 @@ void drawLog(Surface& surface, const LogData& data, const LogView& view, const L
     return;
   }
   if (view.help) {
-    drawLogHelp(surface);
+    drawHelp(surface, "Keys of zantop for a recorded day", logKeyHelp(), view.helpTop);
     return;
   }
   const auto& moments = data.moments();
@@ -154,10 +150,11 @@ void drawLog(Surface& surface, const LogData& data, const LogView& view, const L
     surface.put(0, 0, circumstances.file, Style::heading);
     surface.put(0, 2, "the log has no samples of these GPUs and hours yet", Style::warning);
   } else {
-    int x = surface.put(0, 0, timeText(moments[view.moment]), Style::value);
-    x = surface.put(x + 2, 0, fmt::format("sample {} of {}", view.moment + 1, moments.size()));
-    if (view.follows) x = surface.put(x + 2, 0, "following", Style::good);
-    surface.put(x + 2, 0, circumstances.file, Style::dim);
+    putPieces(surface, {0, 0, surface.size().width, 1},
+              {{timeText(moments[view.moment]), 0, Style::value},
+               {fmt::format("sample {} of {}", view.moment + 1, moments.size()), 1},
+               {view.follows ? "following" : "", 2, Style::good},
+               {circumstances.file, 3, Style::dim}});
     drawMoment(surface, data, view, layout, circumstances.graph);
     drawDay(surface, data, view, layout.graphs, circumstances.graph);
     drawAxis(surface, data, view, layout.axis);
@@ -167,13 +164,18 @@ void drawLog(Surface& surface, const LogData& data, const LogView& view, const L
     surface.put(0, foot.y, fmt::format("To the time: {}_", view.input), Style::note);
     return;
   }
-  const int x = surface.put(0, foot.y, footText(data, view, layout), Style::warning);
+  std::vector<Piece> pieces = footPieces(data, view, layout);
   if (!view.note.empty()) {
-    surface.put(x, foot.y, view.note, Style::note);
+    pieces.push_back({view.note, 0, Style::note});
   } else if (!circumstances.onPaper) {
-    surface.put(x, foot.y, "? help  q quit  Left Right sample  t time  n unusual  Tab GPU",
-                Style::note);
+    pieces.insert(pieces.end(), {{"? help", 0, Style::note},
+                                 {"q quit", 3, Style::note},
+                                 {"Left Right sample", 6, Style::note},
+                                 {"t time", 5, Style::note},
+                                 {"n unusual", 4, Style::note},
+                                 {"Tab GPU", 7, Style::note}});
   }
+  putPieces(surface, foot, std::move(pieces));
 }
 
 }  // namespace zanctl::live

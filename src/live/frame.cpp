@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <map>
 
 namespace zanctl::live {
 namespace {
@@ -32,6 +33,7 @@ std::string switchText(const collector::Number& value) {
 }
 
 std::string linkText(const collector::Pcie& pcie) {
+  if (!pcie.generation && !pcie.width) return std::string(kNotAvailable);
   return fmt::format("{} x{} of {} x{}", withUnit(pcie.generation, ""), withUnit(pcie.width, ""),
                      withUnit(pcie.maxGeneration, ""), withUnit(pcie.maxWidth, ""));
 }
@@ -75,20 +77,27 @@ std::string levelText(std::uint32_t level) {
   }
 }
 
-// "board 1 · node 2 3 4".
-std::string linksText(const Readings& readings) {
-  std::vector<std::pair<std::uint32_t, std::string>> byLevel;
-  for (const collector::Link& link : readings.links) {
-    auto known = std::find_if(byLevel.begin(), byLevel.end(),
-                              [&link](const auto& entry) { return entry.first == link.level; });
-    if (known == byLevel.end())
-      known = byLevel.insert(byLevel.end(), {link.level, levelText(link.level)});
-    known->second += fmt::format(" {}", link.gpu);
-  }
-  std::sort(byLevel.begin(), byLevel.end());
+// Indices in rising order: "1 4-7".
+std::string rangesText(const std::vector<std::uint32_t>& indices) {
   std::string text;
-  for (const auto& [level, gpus] : byLevel)
-    text += fmt::format("{}{}", text.empty() ? "" : "; ", gpus);
+  for (std::size_t begin = 0, end = 0; begin < indices.size(); begin = end) {
+    for (end = begin + 1; end < indices.size() && indices[end] == indices[end - 1] + 1;) ++end;
+    const std::string_view blank = text.empty() ? "" : " ";
+    text += end - begin > 1 ? fmt::format("{}{}-{}", blank, indices[begin], indices[end - 1])
+                            : fmt::format("{}{}", blank, indices[begin]);
+  }
+  return text;
+}
+
+// "board 1; node 2-7".
+std::string linksText(const Readings& readings) {
+  std::map<std::uint32_t, std::vector<std::uint32_t>> byLevel;
+  for (const collector::Link& link : readings.links) byLevel[link.level].push_back(link.gpu);
+  std::string text;
+  for (auto& [level, gpus] : byLevel) {
+    std::sort(gpus.begin(), gpus.end());
+    text += fmt::format("{}{} {}", text.empty() ? "" : "; ", levelText(level), rangesText(gpus));
+  }
   return text;
 }
 
@@ -98,9 +107,7 @@ std::vector<DetailValue> detailValues(const GpuEntry& entry) {
   const Readings& r = entry.readings;
   const auto& t = r.temperature;
   return {
-      {"Name", nameText(r)},
       {"Bus id", orNothing(r.identity.pciBusId)},
-      {"UUID", entry.uuid.empty() ? std::string(kNotAvailable) : entry.uuid},
       {"Serial", orNothing(r.identity.serial)},
       {"Firmware", orNothing(r.identity.firmwareVersion)},
       {"Board", r.board.id
@@ -131,9 +138,8 @@ std::vector<DetailValue> detailValues(const GpuEntry& entry) {
       {"Video engines", enginesText(r.engines)},
       {"ECC", fmt::format("{}, after reset {}", switchText(r.memory.eccEnabled),
                           switchText(r.memory.eccPending))},
-      {"Retired pages",
-       fmt::format("{} single, {} double bit", withUnit(r.memory.singleBitPages, ""),
-                   withUnit(r.memory.doubleBitPages, ""))},
+      {"Retired pages", fmt::format("{} single, {} double", withUnit(r.memory.singleBitPages, ""),
+                                    withUnit(r.memory.doubleBitPages, ""))},
       {"PCIe", linkText(r.pcie)},
       {"vGPUs", withUnit(r.vgpuCount, "")},
   };
@@ -141,6 +147,11 @@ std::vector<DetailValue> detailValues(const GpuEntry& entry) {
 
 const GpuEntry* Frame::chosenGpu() const {
   return view.gpu < model.gpus().size() ? &model.gpus()[view.gpu] : nullptr;
+}
+
+bool Frame::actsOnRows() const {
+  const bool fits = detail.valueLines <= static_cast<std::size_t>(detail.values.height);
+  return view.focus == Focus::processes || (view.screen == Screen::gpu && fits);
 }
 
 Frame prepareFrame(const Model& model, View& view, HostProcesses& host, Size size,
@@ -154,11 +165,11 @@ Frame prepareFrame(const Model& model, View& view, HostProcesses& host, Size siz
   if (view.screen == Screen::gpu && chosen != nullptr) {
     frame.values = detailValues(*chosen);
     frame.links = linksText(chosen->readings);
-    const int linkLines = frame.links.empty() ? 0 : 1;
-    frame.detail = layoutDetail(size, frame.values.size(), frame.rows.size(), linkLines);
+    if (frame.links.empty()) frame.links = model.gpus().size() > 1 ? kNotAvailable : "none";
+    frame.detail = layoutDetail(size, frame.values.size(), frame.rows.size());
     rowsShown = frame.detail.rowsShown;
   } else if (view.screen != Screen::help) {
-    frame.overview = layoutOverview(size, model.gpus().size(), frame.rows.size());
+    frame.overview = layoutOverview(size, model.gpus().size(), model.processes().size());
     rowsShown = frame.overview.rowsShown;
   }
   settle(view, surroundingsOf(frame, host));
@@ -169,15 +180,19 @@ Frame prepareFrame(const Model& model, View& view, HostProcesses& host, Size siz
 }
 
 Surroundings surroundingsOf(const Frame& frame, HostProcesses& host) {
-  Surroundings around{frame.model, frame.rows, host, frame.size, 0, 0, {}, GpuForm::line, {}};
+  Surroundings around{frame.model, frame.rows, host, frame.size};
+  around.onRows = frame.actsOnRows();
   if (frame.view.screen == Screen::gpu) {
     around.rowsShown = frame.detail.rowsShown;
+    around.valueLines = frame.detail.valueLines;
+    around.valuesShown = static_cast<std::size_t>(frame.detail.values.height);
     around.processes = frame.detail.processes;
   } else {
     around.gpusShown = frame.overview.gpusShown;
     around.rowsShown = frame.overview.rowsShown;
     around.gpus = frame.overview.gpus;
     around.form = frame.overview.form;
+    around.gpuHeight = frame.overview.gpuHeight;
     around.processes = frame.overview.processes;
   }
   return around;
@@ -187,7 +202,7 @@ void drawFrame(Surface& surface, const Frame& frame) {
   if (!isEnough(frame.size)) {
     drawTooSmall(surface);
   } else if (frame.view.screen == Screen::help) {
-    drawHelp(surface, frame);
+    drawHelp(surface, "Keys of zantop", keyHelp(), frame.view.helpTop);
   } else if (frame.view.screen == Screen::gpu && frame.chosenGpu() != nullptr) {
     drawDetail(surface, frame);
   } else {
@@ -196,7 +211,7 @@ void drawFrame(Surface& surface, const Frame& frame) {
     if (layout.form == GpuForm::line) {
       drawGpuLines(surface, frame, layout.gpus);
     } else {
-      drawGpuBlocks(surface, frame, layout.gpus, layout.form);
+      drawGpuBlocks(surface, frame, layout);
     }
     drawProcesses(surface, frame, layout.processes);
     drawFoot(surface, frame, layout.foot);

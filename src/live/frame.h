@@ -2,6 +2,7 @@
 // is drawn.
 #pragma once
 
+#include "live/help.h"
 #include "live/surface.h"
 #include "live/texts.h"
 #include "live/view.h"
@@ -42,6 +43,8 @@ struct Frame {
   std::string links;
 
   [[nodiscard]] const GpuEntry* chosenGpu() const;
+  // Whether keys act on processes: on a GPU's screen always when there are no values to scroll.
+  [[nodiscard]] bool actsOnRows() const;
 };
 
 // Settles the view on the rows there are, and asks the host about those that are shown.
@@ -56,13 +59,20 @@ void drawFrame(Surface& surface, const Frame& frame);
 void drawTooSmall(Surface& surface);
 void drawHead(Surface& surface, const Frame& frame, const Box& box);
 void drawGpuLines(Surface& surface, const Frame& frame, const Box& box);
-void drawGpuBlocks(Surface& surface, const Frame& frame, const Box& box, GpuForm form);
+void drawGpuBlocks(Surface& surface, const Frame& frame, const OverviewLayout& layout);
 // Four bars of a GPU's use in the rows of a box.
 void drawUse(Surface& surface, const Box& box, const collector::Readings& readings, GraphKind kind);
 void drawProcesses(Surface& surface, const Frame& frame, const Box& box);
 void drawDetail(Surface& surface, const Frame& frame);
-void drawHelp(Surface& surface, const Frame& frame);
 void drawFoot(Surface& surface, const Frame& frame, const Box& box);
+
+struct Piece {
+  std::string text;  // not shown when empty
+  int rank;          // those of higher ranks make way first
+  Style style = Style::plain;
+};
+// Side by side, as many as there is room for; returns the cell behind the last.
+int putPieces(Surface& surface, const Box& box, std::vector<Piece> pieces);
 
 // A bar and the text behind it, which has its place at the right end.
 void drawBarLine(Surface& surface, int x, int y, int width, float share, std::string_view text,

@@ -74,7 +74,7 @@ std::vector<std::string> drawGraph(std::span<const float> values, float top, int
     const int floor = (height - 1 - row) * facts.levels;
     std::string& text = rows[static_cast<std::size_t>(row)];
     for (int cell = 0; cell < width; ++cell) {
-      const auto place = static_cast<std::size_t>(cell * facts.columns);
+      const auto place = static_cast<std::size_t>(cell) * static_cast<std::size_t>(facts.columns);
       const int level = levelIn(place, floor);
       if (kind == GraphKind::braille) {
         text += braille(level, levelIn(place + 1, floor));

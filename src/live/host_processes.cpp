@@ -101,8 +101,9 @@ void ProcFiles::read(std::uint32_t pid, Known& known) {
   facts.memory = status->pages * static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
   facts.seconds = now > startedAt ? static_cast<std::uint64_t>(now - startedAt) : 0;
   facts.user = userName(owner);
-  // A process changes its command line when it becomes another program, which is soon or never.
-  if (!isSame || facts.seconds < 5) facts.command = processName(pid);
+  // A process changes its command line when it becomes another program, which is soon or never, and
+  // when it has ended and nobody has asked how: it has no memory then.
+  if (!isSame || facts.seconds < 5 || status->pages == 0) facts.command = processName(pid);
   known.cpuTicks = status->cpuTicks;
   known.lookedAt = now;
 }

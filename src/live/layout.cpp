@@ -9,70 +9,86 @@ namespace {
 constexpr int kHead = 2;
 constexpr int kFoot = 1;
 constexpr int kHeading = 1;
-constexpr int kWideFrom = 110;
-constexpr int kBlockFrom = 78;
 constexpr int kRowsBesideBlocks = 6;
 constexpr int kValueWidth = 38;
 
 int asInt(std::size_t number) { return static_cast<int>(std::min<std::size_t>(number, 1'000'000)); }
 
-// The form with most to say for which all GPUs find room, and the processes a few rows.
-GpuForm formFor(Size size, int gpus, int rows) {
-  const int room = size.height - kHead - kFoot - kHeading - std::min(rows, kRowsBesideBlocks);
+struct FormFacts {
+  int least;  // rows of a GPU
+  int most;   // where graphs can grow
+  int width;  // from which on it is used
+};
+constexpr std::array<FormFacts, 4> kForms = {{{1, 1, 0}, {5, 5, 78}, {9, 15, 78}, {5, 12, 110}}};
+
+const FormFacts& factsOf(GpuForm form) { return kForms[static_cast<std::size_t>(form)]; }
+
+// The form with most to say for which all GPUs find room, and a few processes.
+GpuForm formFor(Size size, int gpus) {
+  const int room = size.height - kHead - kFoot - kHeading - kRowsBesideBlocks;
   for (const GpuForm form : {GpuForm::wide, GpuForm::tall, GpuForm::plain}) {
-    if (size.width < (form == GpuForm::wide ? kWideFrom : kBlockFrom)) continue;
-    if (gpus > 0 && gpus * heightOf(form) <= room) return form;
+    const FormFacts& facts = factsOf(form);
+    if (gpus > 0 && size.width >= facts.width && gpus * facts.least <= room) return form;
   }
   return GpuForm::line;
 }
 
 }  // namespace
 
-int heightOf(GpuForm form) {
-  constexpr std::array kHeights = {1, 5, 9, 5};
-  return kHeights[static_cast<std::size_t>(form)];
-}
-
-OverviewLayout layoutOverview(Size size, std::size_t gpus, std::size_t rows) {
+OverviewLayout layoutOverview(Size size, std::size_t gpus, std::size_t processes) {
   OverviewLayout layout;
   layout.head = {0, 0, size.width, kHead};
   layout.foot = {0, size.height - kFoot, size.width, kFoot};
-  layout.form = formFor(size, asInt(gpus), asInt(rows));
-  const int room = size.height - kHead - kFoot - kHeading;
-  int gpuHeight = asInt(gpus) * heightOf(layout.form);
+  layout.form = formFor(size, asInt(gpus));
   layout.gpusShown = gpus;
+  const int room = size.height - kHead - kFoot;
+  int height = 0;
   if (layout.form == GpuForm::line) {
-    const int lines = room - kHeading;
-    const int kept = std::min(asInt(rows), std::max(2, lines / 3));
-    gpuHeight = std::min(asInt(gpus), lines - kept);
-    layout.gpusShown = static_cast<std::size_t>(gpuHeight);
-    gpuHeight += kHeading;
+    const int lines = room - 2 * kHeading;
+    const int kept = processes == 0 ? 1 : std::max(2, lines / 3);
+    layout.gpusShown = std::min<std::size_t>(gpus, static_cast<std::size_t>(lines - kept));
+    height = kHeading + asInt(layout.gpusShown);
+  } else {
+    const FormFacts& facts = factsOf(layout.form);
+    layout.gpuHeight = std::clamp(room * 2 / 3 / asInt(gpus), facts.least, facts.most);
+    height = asInt(gpus) * layout.gpuHeight;
   }
-  layout.gpus = {0, kHead, size.width, gpuHeight};
+  layout.gpus = {0, kHead, size.width, height};
   layout.processes = {0, layout.gpus.bottom(), size.width, layout.foot.y - layout.gpus.bottom()};
   layout.rowsShown = static_cast<std::size_t>(std::max(layout.processes.height - kHeading, 0));
   return layout;
 }
 
-DetailLayout layoutDetail(Size size, std::size_t values, std::size_t rows, int linkLines) {
+int wholeHeight(int width, std::size_t gpus, std::size_t processes) {
+  constexpr int kMost = 100'000;
+  int height = 24;
+  for (; height < kMost; ++height) {
+    const OverviewLayout layout = layoutOverview({width, height}, gpus, processes);
+    if (layout.gpusShown >= gpus && layout.rowsShown >= processes) break;
+  }
+  return height;
+}
+
+DetailLayout layoutDetail(Size size, std::size_t values, std::size_t rows) {
+  constexpr int kTitle = 3;
+  constexpr int kUsualRows = 3;
+  constexpr int kLeastGraph = 3;
   DetailLayout layout;
-  layout.head = {0, 0, size.width, 1};
+  layout.head = {0, 0, size.width, kTitle};
   layout.foot = {0, size.height - kFoot, size.width, kFoot};
   layout.columns = std::clamp(size.width / kValueWidth, 1, 4);
   const int wanted = (asInt(values) + layout.columns - 1) / layout.columns;
-  const int room = size.height - 1 - kFoot;
-  const int rowHeight = kHeading + std::min(asInt(rows), 3);
+  layout.valueLines = static_cast<std::size_t>(wanted);
+  const int room = size.height - kTitle - kFoot;
+  const int rowHeight = kHeading + std::clamp(asInt(rows), 1, kUsualRows);
   const int valueHeight = std::min(wanted, std::max(room - rowHeight, 4));
-  layout.values = {0, 1, size.width, valueHeight};
-  int rest = room - valueHeight - rowHeight;
-  const int links = std::clamp(rest, 0, linkLines);
-  rest -= links;
-  // More processes than three take from the graphs, but leave them most.
-  const int more = std::clamp(asInt(rows) - 3, 0, std::max(rest / 3, 0));
-  const int graphHeight = rest - more >= 4 ? rest - more : 0;
+  layout.values = {0, layout.head.bottom(), size.width, valueHeight};
+  const int rest = room - valueHeight - rowHeight;
+  // More processes take from the graphs, but leave them most.
+  const int more = std::clamp(asInt(rows) - kUsualRows, 0, std::max(rest / 3, 0));
+  const int graphHeight = rest - more >= kLeastGraph ? rest - more : 0;
   layout.graphs = {0, layout.values.bottom(), size.width, graphHeight};
-  layout.links = {0, layout.graphs.bottom(), size.width, links};
-  const int top = layout.links.bottom();
+  const int top = layout.graphs.bottom();
   layout.processes = {0, top, size.width, std::max(layout.foot.y - top, 0)};
   layout.rowsShown = static_cast<std::size_t>(std::max(layout.processes.height - kHeading, 0));
   return layout;

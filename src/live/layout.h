@@ -18,33 +18,34 @@ enum class GpuForm {
   tall,   // the block with graphs below
   wide,   // the block with graphs beside
 };
-// Rows of a GPU in this form.
-int heightOf(GpuForm form);
-
 struct OverviewLayout {
   Box head;
   Box gpus;  // with the heading that lines have
   GpuForm form = GpuForm::line;
+  int gpuHeight = 1;  // rows of a GPU
   std::size_t gpusShown = 0;
   Box processes;  // with its heading
   std::size_t rowsShown = 0;
   Box foot;
 };
-// Of a screen that is large enough, for so many GPUs and rows of processes.
-OverviewLayout layoutOverview(Size size, std::size_t gpus, std::size_t rows);
+// Of a screen that is large enough, for so many GPUs and processes. It stays the same while
+// processes come and go, as long as there are any.
+OverviewLayout layoutOverview(Size size, std::size_t gpus, std::size_t processes);
+// The least height, 24 or more, at which such a screen shows them all.
+int wholeHeight(int width, std::size_t gpus, std::size_t processes);
 
 struct DetailLayout {
-  Box head;
+  Box head;    // the title, what tells the GPU from all others, and its links
   Box values;  // in columns
   int columns = 1;
-  Box graphs;  // side by side; empty where there is no room
-  Box links;
+  std::size_t valueLines = 0;  // of a column; those that have no room are scrolled to
+  Box graphs;                  // side by side; empty where there is no room
   Box processes;
   std::size_t rowsShown = 0;
   Box foot;
 };
-// For so many values and so many rows of processes; links that take so many lines.
-DetailLayout layoutDetail(Size size, std::size_t values, std::size_t rows, int linkLines);
+// For so many values and so many rows of processes.
+DetailLayout layoutDetail(Size size, std::size_t values, std::size_t rows);
 
 struct LogLayout {
   Box head;

@@ -21,35 +21,11 @@ using collector::Groups;
 using std::chrono::milliseconds;
 using Clock = std::chrono::steady_clock;
 
-// A GPU that hangs is given up after a third of it.
-constexpr milliseconds kDeadline{6000};
 constexpr milliseconds kTick{1000};
-
-int complain(const std::string& problem) {
-  fmt::print(stderr, "zantop: {}\n", problem);
-  return 1;
-}
 
 std::int64_t wallMilliseconds() {
   const timeval now = currentTime();
   return std::int64_t{now.tv_sec} * 1000 + now.tv_usec / 1000;
-}
-
-Groups groupsFor(const Model& model, const View& view, bool links) {
-  Groups groups = collector::defaultGroups() & ~collector::kEngines;
-  // Names tell which processes serve vGPUs; else the host is asked for those on the screen.
-  const bool names = model.hasVgpus() || model.isEmpty();
-  groups |= names ? collector::kProcessNames : collector::kProcessList;
-  if (view.screen == Screen::gpu) groups |= collector::kEngines;
-  if (links) groups |= collector::kLinks;
-  return groups;
-}
-
-View viewFor(const Options& options, const Settings& settings) {
-  View view;
-  view.settings = settings;
-  view.filter = options.filter;
-  return view;
 }
 
 class Live {
@@ -74,7 +50,8 @@ class Live {
       // Each GPU's answer wakes the collector, and nobody sees it before the round ends.
       const bool ready = terminal_.wait(collector_.descriptor(), patience());
       collector_.proceed();
-      changed = takeRound() || !ready;
+      // While a round is late the age of the values grows.
+      changed = takeRound() || (!ready && collector_.isRunning());
       changed = takeKeys() || changed;
     }
   }
@@ -88,11 +65,12 @@ class Live {
     roundWanted_ = false;
     // A slow machine is not asked without a pause.
     nextRound_ = std::max(nextRound_ + view_.settings.interval, now + view_.settings.interval / 2);
-    const bool links = view_.screen == Screen::gpu && !linksAsked_;
-    linksAsked_ = linksAsked_ || links;
+    // One that comes back may have none yet.
+    const bool links = view_.screen == Screen::gpu && linksAskedAt_ != model_.turns();
+    if (links) linksAskedAt_ = model_.turns();
+    const Groups groups = groupsFor(model_, view_) | (links ? collector::kLinks : 0);
     started_ = true;
-    collector_.startRound(
-        {.groups = groupsFor(model_, view_, links), .deadline = kDeadline, .onGpu = {}});
+    collector_.startRound({.groups = groups, .deadline = kRoundDeadline, .onGpu = {}});
     takeRound();
   }
 
@@ -188,32 +166,39 @@ class Live {
   Size drawnSize_;
   Clock::time_point nextRound_{Clock::now()};
   std::uint64_t rounds_ = 0;
-  bool started_ = false;  // a round whose snapshot is still to be taken
-  bool linksAsked_ = false;
+  bool started_ = false;                       // a round whose snapshot is still to be taken
+  std::optional<std::uint64_t> linksAskedAt_;  // the turn of the model
   bool roundWanted_ = false;
   bool finished_ = false;
 };
 
-// A number of cells in the environment; 0 without one.
-int sizeInEnvironment(const char* name) {
-  const char* const text = std::getenv(name);
-  return text == nullptr ? 0 : std::clamp(std::atoi(text), 0, 1000);
+}  // namespace
+
+Groups groupsFor(const Model& model, const View& view) {
+  Groups groups = collector::defaultGroups() & ~collector::kEngines;
+  // Names tell which processes serve vGPUs; else the host is asked for those on the screen.
+  const bool names = model.hasVgpus() || model.isEmpty();
+  groups |= names ? collector::kProcessNames : collector::kProcessList;
+  if (view.screen == Screen::gpu) groups |= collector::kEngines;
+  return groups;
 }
 
-}  // namespace
+View viewFor(const Options& options, const Settings& settings) {
+  View view;
+  view.settings = settings;
+  view.filter = options.filter;
+  return view;
+}
+
+int complain(const std::string& problem) {
+  fmt::print(stderr, "zantop: {}\n", problem);
+  return 1;
+}
 
 std::string hostName() {
   std::array<char, 256> name{};
   if (gethostname(name.data(), name.size() - 1) != 0) return "N/A";
   return name.data();
-}
-
-Size paperSize(std::size_t lines) {
-  constexpr Size kUsual = {80, 24};
-  Size size{sizeInEnvironment("COLUMNS"), sizeInEnvironment("LINES")};
-  if (size.width == 0) size.width = kUsual.width;
-  if (size.height == 0) size.height = std::max(kUsual.height, static_cast<int>(lines));
-  return size;
 }
 
 GraphKind graphFor(const Settings& settings, bool unicode) {
@@ -226,7 +211,8 @@ GraphKind graphFor(const Settings& settings, bool unicode) {
 
 int showInTerminal(const Options& options, const Settings& settings,
                    const std::function<void(Terminal&)>& show) {
-  const bool colours = options.colours && std::getenv("NO_COLOR") == nullptr;
+  const char* const noColour = std::getenv("NO_COLOR");
+  const bool colours = options.colours && (noColour == nullptr || noColour[0] == '\0');
   std::string problem;
   int signal = 0;
   {
@@ -235,7 +221,11 @@ int showInTerminal(const Options& options, const Settings& settings,
     show(*terminal);
     signal = terminal->endSignal();
   }
-  const std::string unsaved = saveSettings(settingsFile(), settings);
+  // What has not changed is not written: a file that was ignored stays to be mended.
+  Settings kept;
+  loadSettings(settingsFile(), kept);
+  const std::string unsaved =
+      kept == settings ? std::string() : saveSettings(settingsFile(), settings);
   if (!unsaved.empty()) complain(unsaved);
   // Whoever sent it sees that it was obeyed.
   if (signal != 0) {
@@ -253,35 +243,6 @@ int runLive(const Options& options, const Settings& settings, const std::string&
     live.run();
     kept = live.view().settings;
   });
-}
-
-int runBatch(const Options& options, const Settings& settings) {
-  const bool unicode = localeCharset() == Charset::unicode;
-  collector::Collector collector(collector::LibraryMessages::hidden);
-  Model model{GpuSelection(options.gpus)};
-  View view = viewFor(options, settings);
-  ProcFiles host;
-  Circumstances circumstances;
-  circumstances.host = hostName();
-  circumstances.graph = graphFor(settings, unicode);
-  circumstances.onPaper = true;
-  for (std::uint64_t frames = 0; frames < std::max<std::uint64_t>(options.count, 1); ++frames) {
-    const timeval start = currentTime();
-    host.nextRound();
-    model.take(collector.takeRound(
-        {.groups = groupsFor(model, view, false), .deadline = kDeadline, .onGpu = {}}));
-    circumstances.now = start.tv_sec;
-    constexpr std::size_t kAround = 5;  // head, headings and foot
-    const Size size = paperSize(model.gpus().size() + model.processes().size() + kAround);
-    Grid grid(size, unicode ? Charset::unicode : Charset::ascii);
-    drawFrame(grid, prepareFrame(model, view, host, grid.size(), circumstances));
-    fmt::print("{}{}", frames > 0 ? "\n" : "", grid.text());
-    if (std::fflush(stdout) != 0) return complain("standard output could not be written");
-    if (frames + 1 < options.count) {
-      paceInterval(start, static_cast<std::uint64_t>(settings.interval.count()) * 1000);
-    }
-  }
-  return 0;
 }
 
 }  // namespace zanctl::live

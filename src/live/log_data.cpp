@@ -14,8 +14,17 @@ std::uint16_t held(std::optional<std::uint32_t> value) {
   return value ? static_cast<std::uint16_t>(std::min<std::uint32_t>(*value, kNone - 1)) : kNone;
 }
 
-constexpr std::array kBanded = {LogSeries::sm, LogSeries::memory, LogSeries::temperature,
-                                LogSeries::power, LogSeries::smClock};
+// The series that have a usual band, and how far a value is out of it at least: those that hardly
+// ever move have one, too.
+struct Banded {
+  LogSeries series;
+  float reach;
+};
+constexpr std::array kBanded = std::to_array<Banded>({{LogSeries::sm, 10},
+                                                      {LogSeries::memory, 10},
+                                                      {LogSeries::temperature, 5},
+                                                      {LogSeries::power, 20},
+                                                      {LogSeries::smClock, 50}});
 
 std::size_t indexOf(LogSeries series) { return static_cast<std::size_t>(series); }
 
@@ -122,7 +131,7 @@ std::size_t LogData::momentAt(TimeOfDay time) const {
   return std::min(static_cast<std::size_t>(at - moments_.begin()), moments_.size() - 1);
 }
 
-LogData::Band LogData::bandOf(std::size_t gpu, LogSeries series) const {
+LogData::Band LogData::bandOf(std::size_t gpu, LogSeries series, float leastReach) const {
   std::vector<float> known;
   known.reserve(values_[gpu].size());
   for (const Values& sample : values_[gpu]) {
@@ -138,18 +147,17 @@ LogData::Band LogData::bandOf(std::size_t gpu, LogSeries series) const {
   };
   const float low = quartile(1);
   const float high = quartile(3);
-  // Values that hardly ever move have a band, too.
   constexpr float kWidths = 1.5F;
-  const float reach = std::max(kWidths * (high - low), 5.0F);
+  const float reach = std::max(kWidths * (high - low), leastReach);
   return {low - reach, high + reach};
 }
 
 std::optional<LogData::Outlier> LogData::nextOutlier(std::size_t moment) const {
   std::optional<Outlier> next;
   for (std::size_t gpu = 0; gpu < gpus_.size(); ++gpu) {
-    for (const LogSeries series : kBanded) {
-      const Band band = bandOf(gpu, series);
-      const auto isOut = [&](std::size_t at) {
+    for (const auto& [series, reach] : kBanded) {
+      const Band band = bandOf(gpu, series, reach);
+      const auto isOut = [&, series = series](std::size_t at) {
         const float here = value(gpu, series, at);
         return isKnown(here) && (here < band.low || here > band.high);
       };

@@ -78,7 +78,7 @@ class LogData {
   void takeLine(std::string_view line);
   void takeRecord(const StatsRecord& record);
   std::size_t placeOf(std::uint32_t gpu);
-  [[nodiscard]] Band bandOf(std::size_t gpu, LogSeries series) const;
+  [[nodiscard]] Band bandOf(std::size_t gpu, LogSeries series, float leastReach) const;
 
   GpuSelection selection_;
   LogRange range_;

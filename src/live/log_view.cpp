@@ -1,5 +1,7 @@
 #include "live/log_view.h"
 
+#include "live/help.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -58,6 +60,7 @@ struct Command {
   KeyCode code;
   char32_t character;
   Request (*act)(LogView& view, const LogData& data);
+  bool onHelp = false;
 };
 
 #define ZANTOP_DO(expression)                                                           \
@@ -82,31 +85,16 @@ constexpr std::array kCommands = std::to_array<Command>({
     {KeyCode::backTab, 0,
      ZANTOP_DO(return nextGpu(view, data, std::max<std::size_t>(data.gpus().size(), 1) - 1))},
     {KeyCode::none, 'v', ZANTOP_DO(cycleGraph(view.settings); return Request::none)},
-    {KeyCode::none, 'T', ZANTOP_DO(switchTheme(view.settings); return Request::none)},
-    {KeyCode::none, '?', ZANTOP_DO(view.help = !view.help; return Request::none)},
-    {KeyCode::escape, 27, ZANTOP_DO(view.help = false; return Request::none)},
-    {KeyCode::none, 'q', ZANTOP_DO(return Request::quit)},
-    {KeyCode::none, kInterruptKey, ZANTOP_DO(return Request::quit)},
-    {KeyCode::none, kSuspendKey, ZANTOP_DO(return Request::suspend)},
-    {KeyCode::none, kRedrawKey, ZANTOP_DO(return Request::redraw)},
+    {KeyCode::none, 'T', ZANTOP_DO(switchTheme(view.settings); return Request::none), true},
+    {KeyCode::none, '?', ZANTOP_DO(view.help = !view.help; view.helpTop = 0; return Request::none),
+     true},
+    {KeyCode::escape, 27, ZANTOP_DO(view.help = false; return Request::none), true},
+    {KeyCode::none, 'q', ZANTOP_DO(return Request::quit), true},
+    {KeyCode::none, kInterruptKey, ZANTOP_DO(return Request::quit), true},
+    {KeyCode::none, kSuspendKey, ZANTOP_DO(return Request::suspend), true},
+    {KeyCode::none, kRedrawKey, ZANTOP_DO(return Request::redraw), true},
 });
 #undef ZANTOP_DO
-
-constexpr std::array kHelp = std::to_array<KeyHelp>({
-    {"Left Right h l", "the sample before, behind"},
-    {"Up Down k j", "a minute back, on"},
-    {"PgUp PgDn", "an hour back, on"},
-    {"Home End g G", "the first sample, the last"},
-    {"t", "to a time"},
-    {"n", "to the next moment where a value leaves its usual band"},
-    {"Tab", "the next GPU"},
-    {"v", "graphs of braille dots, of blocks, of plain characters"},
-    {"T", "colours for a dark or a light background"},
-    {"?", "this help"},
-    {"q", "quit"},
-    {"", ""},
-    {"", "At the last sample the view follows a file that is still written."},
-});
 
 // "10:30" is the full minute.
 std::optional<TimeOfDay> timeOf(const std::string& text) {
@@ -131,6 +119,37 @@ Request typeTime(LogView& view, const KeyPress& key, const LogData& data) {
     if (view.input.size() < kLongest) view.input += static_cast<char>(key.character);
   } else if (key.code == KeyCode::escape || key.character == kInterruptKey) {
     view.asksTime = false;
+  }
+  return Request::none;
+}
+
+// On the help keys scroll, or do what can be seen there.
+Request pressOnHelp(LogView& view, const KeyPress& key, const LogData& data,
+                    const LogLayout& layout) {
+  const Size size = {layout.foot.width, layout.foot.bottom()};
+  const int last = lastHelpTop(logKeyHelp(), size);
+  struct Step {
+    KeyCode code;
+    char32_t character;
+    int lines;
+  };
+  const std::array<Step, 8> steps = {{{KeyCode::up, 'k', -1},
+                                      {KeyCode::down, 'j', 1},
+                                      {KeyCode::wheelUp, 0, -1},
+                                      {KeyCode::wheelDown, 0, 1},
+                                      {KeyCode::pageUp, 2, 3 - size.height},
+                                      {KeyCode::pageDown, 6, size.height - 3},
+                                      {KeyCode::home, 'g', -last},
+                                      {KeyCode::end, 'G', last}}};
+  for (const Step& step : steps) {
+    if (!isMeant(key, step.code, step.character)) continue;
+    view.helpTop = std::clamp(view.helpTop + step.lines, 0, last);
+    return Request::none;
+  }
+  for (const Command& command : kCommands) {
+    if (command.onHelp && isMeant(key, command.code, command.character)) {
+      return command.act(view, data);
+    }
   }
   return Request::none;
 }
@@ -164,6 +183,7 @@ void settle(LogView& view, const LogData& data, const LogLayout& layout) {
 Request press(LogView& view, const KeyPress& key, const LogData& data, const LogLayout& layout) {
   view.note.clear();
   if (view.asksTime) return typeTime(view, key, data);
+  if (view.help) return pressOnHelp(view, key, data, layout);
   if (key.code == KeyCode::click) {
     click(view, key, data, layout);
     return Request::none;
@@ -173,8 +193,6 @@ Request press(LogView& view, const KeyPress& key, const LogData& data, const Log
   }
   return Request::none;
 }
-
-std::span<const KeyHelp> logKeyHelp() { return kHelp; }
 
 std::string timeText(TimeOfDay time) {
   return fmt::format("{:02}:{:02}:{:02}", time / 3600, time / 60 % 60, time % 60);

@@ -7,7 +7,6 @@
 #include "live/settings.h"
 #include "live/view.h"
 
-#include <span>
 #include <string>
 
 namespace zanctl::live {
@@ -19,6 +18,7 @@ struct LogView {
   std::size_t gpu = 0;  // place of the chosen one
   std::size_t gpuTop = 0;
   bool help = false;
+  int helpTop = 0;
   bool asksTime = false;
   std::string input;
   std::string note;
@@ -27,7 +27,6 @@ struct LogView {
 // Keeps the cursor and the choice within what there is.
 void settle(LogView& view, const LogData& data, const LogLayout& layout);
 Request press(LogView& view, const KeyPress& key, const LogData& data, const LogLayout& layout);
-std::span<const KeyHelp> logKeyHelp();
 
 std::string timeText(TimeOfDay time);  // "HH:MM:SS"
 std::string_view logSeriesName(LogSeries series);

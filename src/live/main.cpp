@@ -13,11 +13,6 @@ constexpr char kNoMemory[] = "zantop: there is not enough memory\n";
 
 [[gnu::constructor(101)]] void prepareForWantOfMemory() { endOnWantOfMemory(kNoMemory, 1); }
 
-int complain(const std::string& problem) {
-  fmt::print(stderr, "zantop: {}\n", problem);
-  return 1;
-}
-
 int print(const std::string& text) {
   std::fwrite(text.data(), 1, text.size(), stdout);
   return std::fflush(stdout) == 0 ? 0 : complain("standard output could not be written");

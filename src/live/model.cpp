@@ -120,15 +120,21 @@ void Model::update(GpuEntry& entry, const Gpu& gpu) {
   entry.condition = gpu.state == GpuState::up     ? GpuCondition::up
                     : gpu.state == GpuState::hung ? GpuCondition::hung
                                                   : GpuCondition::lost;
+  if (entry.condition != before) ++turns_;
   if (entry.condition == GpuCondition::up) {
     // Links stay what they are, and are not asked for in every round.
     auto links = std::move(entry.readings.links);
     entry.readings = gpu.readings;
     if (entry.readings.links.empty()) entry.readings.links = std::move(links);
+    const Readings& r = entry.readings;
+    entry.ranges.memory = r.memory.total.value_or(entry.ranges.memory);
+    entry.ranges.temperature = r.temperature.slowdown.value_or(entry.ranges.temperature);
+    entry.ranges.power = r.power.enforcedLimit.value_or(entry.ranges.power);
   } else {
     if (entry.condition != before) entry.since = rounds_ == 0 ? 0 : takenAt_ / 1000;
     Readings known;
     known.identity = std::move(entry.readings.identity);
+    known.links = std::move(entry.readings.links);
     entry.readings = std::move(known);
   }
   entry.history.add(valuesOf(entry.readings));

@@ -15,6 +15,13 @@ namespace zanctl::live {
 
 enum class GpuCondition : std::uint8_t { up, lost, hung };
 
+// To what value the graphs go: the last thresholds and limits that were known, 0 before.
+struct GraphRanges {
+  std::uint64_t memory = 0;       // bytes
+  std::uint32_t temperature = 0;  // C
+  std::uint32_t power = 0;        // W
+};
+
 struct GpuEntry {
   std::uint32_t index = 0;
   std::string uuid;  // empty when unknown
@@ -22,8 +29,9 @@ struct GpuEntry {
   // When it was first seen that way; 0 when it was so from the start.
   std::time_t since = 0;
   bool current = true;  // false when the last round had no time for it
-  // Of a GPU that is not up only the identity is known.
+  // Of a GPU that is not up only the identity and the links are known.
   collector::Readings readings;
+  GraphRanges ranges;
   History history;
 };
 
@@ -92,6 +100,8 @@ class Model {
   [[nodiscard]] const std::vector<ProcessRow>& processes() const { return processes_; }
   [[nodiscard]] const Totals& totals() const { return totals_; }
   [[nodiscard]] bool hasVgpus() const { return hasVgpus_; }
+  // How often a GPU has become another than it was: up, lost or hung.
+  [[nodiscard]] std::uint64_t turns() const { return turns_; }
 
   [[nodiscard]] collector::LibraryState library() const { return library_; }
   [[nodiscard]] const std::string& problem() const { return problem_; }
@@ -111,6 +121,7 @@ class Model {
   std::vector<ProcessRow> processes_;
   Totals totals_;
   bool hasVgpus_ = false;
+  std::uint64_t turns_ = 0;
   std::size_t rounds_ = 0;
   collector::LibraryState library_ = collector::LibraryState::unknown;
   std::string problem_;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "live/settings.h"
+#include "output/option_facts.h"
 #include "stats_log/stats_format.h"
 
 #include <cstdint>
@@ -9,6 +10,7 @@
 #include <span>
 #include <string>
 #include <variant>
+#include <vector>
 
 namespace zanctl::live {
 
@@ -34,5 +36,7 @@ struct Options {
 std::variant<Options, std::string> parseOptions(std::span<char* const> argv);
 
 std::string helpText();
+
+std::vector<OptionFacts> describeOptions();
 
 }  // namespace zanctl::live

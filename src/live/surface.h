@@ -58,8 +58,17 @@ struct FittedText {
   int cells = 0;
 };
 FittedText fitText(std::string_view text, int cells, Charset charset);
+// The first character of clean text, which is not empty, with those behind that have no cell of
+// their own: its bytes and its cells.
+struct CellText {
+  std::size_t length = 0;
+  int cells = 0;
+};
+CellText firstCell(std::string_view text);
 // The cells that all of the text takes.
 int cellsOf(std::string_view text);
+// The text in at most so many cells, with a "+" at its end where something is missing.
+std::string shortened(std::string_view text, int cells);
 
 class Grid : public Surface {
  public:
@@ -79,7 +88,8 @@ class Grid : public Surface {
     Style style = Style::plain;
   };
   [[nodiscard]] const Cell& cell(int x, int y) const {
-    return cells_[static_cast<std::size_t>(y * size_.width + x)];
+    return cells_[static_cast<std::size_t>(y) * static_cast<std::size_t>(size_.width) +
+                  static_cast<std::size_t>(x)];
   }
 
   Size size_;

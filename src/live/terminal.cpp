@@ -1,13 +1,16 @@
 #include "live/terminal.h"
 
+#include "device/text.h"
 #include "live/terminal_kind.h"
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
 #include <clocale>
 #include <cstdlib>
 #include <cstring>
+#include <vector>
 
 #define NCURSES_NOMACROS 1
 #include <curses.h>
@@ -97,6 +100,12 @@ constexpr std::array kKeys = std::to_array<KnownKey>({
     {127, KeyCode::backspace},
 });
 
+KeyCode codeOf(int curses) {
+  const auto* known = std::find_if(kKeys.begin(), kKeys.end(),
+                                   [curses](const KnownKey& key) { return key.curses == curses; });
+  return known == kKeys.end() ? KeyCode::none : known->code;
+}
+
 KeyPress mousePress() {
   MEVENT event{};
   if (getmouse(&event) != OK) return {};
@@ -123,7 +132,7 @@ std::unique_ptr<Terminal> Terminal::open(const TerminalOptions& options, std::st
   }
   const char* const name = std::getenv("TERM");
   if (!canPlaceText()) {
-    problem = fmt::format("the terminal \"{}\" cannot place text; --batch prints plain frames",
+    problem = fmt::format("the terminal \"{}\" is unknown or cannot place text; see --batch",
                           name == nullptr ? "" : name);
     return nullptr;
   }
@@ -188,11 +197,27 @@ void Terminal::useTheme(Theme theme) {
   }
 }
 
+// As cells, which spares curses to make characters of bytes, and bytes of them again.
 void Terminal::write(int x, int y, std::string_view text, int /*cells*/, Style style) {
   const Look& look = lookOf(theme_.value_or(Theme::dark), style);
-  attrset(static_cast<int>(look.attributes));
-  if (colours_) color_set(static_cast<short>(static_cast<int>(style) + 1), nullptr);
-  mvaddnstr(y, x, text.data(), static_cast<int>(text.size()));
+  const auto pair = static_cast<short>(colours_ ? static_cast<int>(style) + 1 : 0);
+  std::vector<cchar_t> line;
+  line.reserve(text.size());
+  while (!text.empty()) {
+    const std::size_t length = firstCell(text).length;
+    std::array<wchar_t, CCHARW_MAX + 1> characters{};
+    std::size_t count = 0;
+    if (length == 1) characters[count++] = static_cast<unsigned char>(text[0]);
+    for (std::string_view rest = text.substr(count, length - count);
+         !rest.empty() && count < CCHARW_MAX;) {
+      const Utf8Character character = firstCharacter(rest);
+      characters[count++] = static_cast<wchar_t>(character.codePoint);
+      rest.remove_prefix(character.length);
+    }
+    setcchar(&line.emplace_back(), characters.data(), look.attributes, pair, nullptr);
+    text.remove_prefix(length);
+  }
+  mvadd_wchnstr(y, x, line.data(), static_cast<int>(line.size()));
 }
 
 void Terminal::begin(Theme theme) {
@@ -235,14 +260,16 @@ void Terminal::takeSignals() {
 }
 
 std::optional<KeyPress> Terminal::key() {
-  const int read = getch();
-  if (read == ERR) return std::nullopt;
-  if (read == KEY_MOUSE) return mousePress();
-  for (const KnownKey& known : kKeys) {
-    if (known.curses == read) return KeyPress{known.code, 0, 0, 0};
+  for (;;) {
+    const int read = getch();
+    if (read == ERR) return std::nullopt;
+    if (read >= 0 && read <= 255 && codeOf(read) == KeyCode::none) {
+      return KeyPress{KeyCode::character, static_cast<char32_t>(read), 0, 0};
+    }
+    const KeyPress press = read == KEY_MOUSE ? mousePress() : KeyPress{codeOf(read), 0, 0, 0};
+    // What no command knows, and what the terminal says of its size, is nobody's answer.
+    if (press.code != KeyCode::none) return press;
   }
-  if (read < 0 || read > 255) return KeyPress{};
-  return KeyPress{KeyCode::character, static_cast<char32_t>(read), 0, 0};
 }
 
 // The launcher that this program may run under stops with it, so the shell sees the job stop.

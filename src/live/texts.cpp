@@ -16,6 +16,7 @@ using collector::Readings;
 constexpr std::uint64_t kKiB = 1024;
 constexpr std::uint64_t kMiB = kKiB * 1024;
 constexpr std::uint64_t kGiB = kMiB * 1024;
+constexpr std::uint64_t kTiB = kGiB * 1024;
 
 constexpr std::uint32_t kNearSlowdown = 10;  // C
 constexpr float kUsualTop = 100;             // C, without a threshold
@@ -26,7 +27,10 @@ std::string bytesText(std::uint64_t bytes) {
   if (bytes == 0) return "0";
   if (bytes < kMiB) return fmt::format("{}K", bytes / kKiB);
   if (bytes < kGiB) return fmt::format("{}M", bytes / kMiB);
-  return fmt::format("{:.1f}G", static_cast<double>(bytes) / static_cast<double>(kGiB));
+  if (bytes < kTiB) {
+    return fmt::format("{:.1f}G", static_cast<double>(bytes) / static_cast<double>(kGiB));
+  }
+  return fmt::format("{:.2f}T", static_cast<double>(bytes) / static_cast<double>(kTiB));
 }
 
 std::string durationText(std::uint64_t seconds) {
@@ -125,27 +129,25 @@ std::string codesOf(const std::vector<Remark>& remarks) {
   return codes;
 }
 
-Range rangeOf(Series series, const Readings& readings) {
+Range rangeOf(Series series, const GraphRanges& ranges) {
   switch (series) {
     case Series::use:
       return {100, "0-100%"};
     case Series::memory: {
-      const std::uint64_t total = readings.memory.total.value_or(0);
-      if (total == 0) return {0, ""};
-      return {static_cast<float>(total / kMiB), fmt::format("0-{}", bytesText(total))};
+      if (ranges.memory == 0) return {0, ""};
+      return {static_cast<float>(ranges.memory / kMiB),
+              fmt::format("0-{}", bytesText(ranges.memory))};
     }
     case Series::temperature: {
-      const float top = readings.temperature.slowdown.value_or(0) != 0
-                            ? static_cast<float>(*readings.temperature.slowdown)
-                            : kUsualTop;
+      const float top =
+          ranges.temperature != 0 ? static_cast<float>(ranges.temperature) : kUsualTop;
       return {top, fmt::format("0-{:.0f}C", top)};
     }
     case Series::power:
       break;
   }
-  const Number& limit = readings.power.enforcedLimit;
-  if (limit.value_or(0) == 0) return {0, ""};
-  return {static_cast<float>(*limit), fmt::format("0-{}W", *limit)};
+  if (ranges.power == 0) return {0, ""};
+  return {static_cast<float>(ranges.power), fmt::format("0-{}W", ranges.power)};
 }
 
 std::string_view seriesName(Series series) {

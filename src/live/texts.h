@@ -15,7 +15,7 @@ namespace zanctl::live {
 
 inline constexpr std::string_view kNotAvailable = "N/A";
 
-std::string bytesText(std::uint64_t bytes);       // "512M", "18.0G"
+std::string bytesText(std::uint64_t bytes);       // "512M", "18.0G", "3.50T"
 std::string durationText(std::uint64_t seconds);  // "59s", "1:00:05", "3d04h"
 
 // The number and its unit, else "N/A".
@@ -56,7 +56,7 @@ struct Range {
   float top;
   std::string text;
 };
-Range rangeOf(Series series, const collector::Readings& readings);
+Range rangeOf(Series series, const GraphRanges& ranges);
 std::string_view seriesName(Series series);
 
 }  // namespace zanctl::live

@@ -1,5 +1,8 @@
 #include "live/view.h"
 
+#include "device/text.h"
+#include "live/help.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -15,13 +18,6 @@ constexpr std::array<Milliseconds, 9> kIntervals = {
     Milliseconds{2000},   Milliseconds{5000},   Milliseconds{10'000},
     Milliseconds{20'000}, Milliseconds{30'000}, Milliseconds{60'000}};
 
-struct NamedSignal {
-  int number;
-  std::string_view name;
-};
-constexpr std::array<NamedSignal, 4> kSignals = {
-    {{SIGTERM, "TERM"}, {SIGINT, "INT"}, {SIGHUP, "HUP"}, {SIGKILL, "KILL"}}};
-
 constexpr int kShiftStep = 8;
 
 std::size_t moved(std::size_t place, std::ptrdiff_t by, std::size_t count) {
@@ -29,10 +25,6 @@ std::size_t moved(std::size_t place, std::ptrdiff_t by, std::size_t count) {
   const auto last = static_cast<std::ptrdiff_t>(count - 1);
   return static_cast<std::size_t>(
       std::clamp<std::ptrdiff_t>(static_cast<std::ptrdiff_t>(place) + by, 0, last));
-}
-
-bool isOnRows(const View& view) {
-  return view.screen == Screen::gpu || view.focus == Focus::processes;
 }
 
 void chooseRow(View& view, const Surroundings& around, std::size_t place) {
@@ -48,11 +40,12 @@ void chooseGpu(View& view, const Surroundings& around, std::size_t place) {
 
 Request moveBy(View& view, const Surroundings& around, std::ptrdiff_t by) {
   if (view.screen == Screen::help) {
-    view.helpTop =
-        std::clamp(view.helpTop + static_cast<int>(std::clamp<std::ptrdiff_t>(by, -1000, 1000)), 0,
-                   static_cast<int>(keyHelp().size()) - 1);
-  } else if (isOnRows(view)) {
+    const auto places = static_cast<std::size_t>(lastHelpTop(keyHelp(), around.size)) + 1;
+    view.helpTop = static_cast<int>(moved(static_cast<std::size_t>(view.helpTop), by, places));
+  } else if (around.onRows) {
     chooseRow(view, around, moved(view.rowPlace, by, around.rows.size()));
+  } else if (view.screen == Screen::gpu) {
+    view.valueTop = moved(view.valueTop, by, around.valueLines - around.valuesShown + 1);
   } else {
     chooseGpu(view, around, moved(view.gpu, by, around.model.gpus().size()));
   }
@@ -61,7 +54,9 @@ Request moveBy(View& view, const Surroundings& around, std::ptrdiff_t by) {
 
 std::ptrdiff_t pageOf(const View& view, const Surroundings& around) {
   if (view.screen == Screen::help) return around.size.height - 3;
-  const std::size_t page = isOnRows(view) ? around.rowsShown : around.gpusShown;
+  const std::size_t page = around.onRows                ? around.rowsShown
+                           : view.screen == Screen::gpu ? around.valuesShown
+                                                        : around.gpusShown;
   return static_cast<std::ptrdiff_t>(std::max<std::size_t>(page, 1));
 }
 
@@ -79,10 +74,13 @@ Request moveAside(View& view, const Surroundings& around, int by) {
   return Request::none;
 }
 
-Request sortBy(View& view, std::ptrdiff_t by) {
-  const auto count = static_cast<std::ptrdiff_t>(kColumnCount);
-  const auto place = (static_cast<std::ptrdiff_t>(view.settings.sort) + by + count) % count;
-  view.settings.sort = static_cast<Column>(place);
+// On to the next column that is not hidden; the commands never are.
+Request sortBy(View& view, const Surroundings& around, std::size_t by) {
+  const ColumnSet hidden = hiddenColumns(view, around.model);
+  Column& sort = view.settings.sort;
+  do {
+    sort = static_cast<Column>((static_cast<std::size_t>(sort) + by) % kColumnCount);
+  } while ((hidden & bitOf(sort)) != 0);
   view.note = fmt::format("sorted by {}", factsOf(view.settings.sort).name);
   return Request::none;
 }
@@ -101,7 +99,7 @@ Request changeInterval(View& view, bool longer) {
 }
 
 Request askToSignal(View& view, const Surroundings& around) {
-  if (around.rows.empty() || !isOnRows(view)) {
+  if (around.rows.empty() || !around.onRows) {
     view.note = "choose a process first: Tab goes to them";
     return Request::none;
   }
@@ -121,7 +119,7 @@ Request askToSignal(View& view, const Surroundings& around) {
 }
 
 Request mark(View& view, const Surroundings& around) {
-  if (!isOnRows(view) || !view.row) return Request::none;
+  if (!around.onRows || !view.row) return Request::none;
   if (view.marked.erase(*view.row) == 0) view.marked.insert(*view.row);
   return moveBy(view, around, 1);
 }
@@ -161,13 +159,18 @@ Request help(View& view) {
 Request openOrClose(View& view) {
   if (view.screen != Screen::overview) return back(view);
   view.screen = Screen::gpu;
+  view.valueTop = 0;
   return Request::round;
 }
+
+// On the help a key does nothing that cannot be seen there.
+enum class On : std::uint8_t { all, butHelp };
 
 struct Command {
   KeyCode code;
   char32_t character;
   Request (*act)(View& view, const Surroundings& around);
+  On screens = On::butHelp;
 };
 
 #define ZANTOP_DO(expression)                                                               \
@@ -188,23 +191,21 @@ constexpr auto kOther = ZANTOP_DO(
 constexpr auto kQuit = ZANTOP_DO(return Request::quit);
 
 constexpr std::array kCommands = std::to_array<Command>({
-    {KeyCode::up, 'k', kUp},
-    {KeyCode::down, 'j', kDown},
+    {KeyCode::up, 'k', kUp, On::all},
+    {KeyCode::down, 'j', kDown, On::all},
     {KeyCode::left, 'h', kLeft},
     {KeyCode::right, 'l', kRight},
-    {KeyCode::pageUp, 2, kPageUp},
-    {KeyCode::pageDown, 6, kPageDown},
-    {KeyCode::home, 'g', kFirst},
-    {KeyCode::end, 'G', kLast},
+    {KeyCode::pageUp, 2, kPageUp, On::all},
+    {KeyCode::pageDown, 6, kPageDown, On::all},
+    {KeyCode::home, 'g', kFirst, On::all},
+    {KeyCode::end, 'G', kLast, On::all},
     {KeyCode::tab, '\t', kOther},
     {KeyCode::backTab, 0, kOther},
-    {KeyCode::enter, '\r', ZANTOP_DO(return openOrClose(view))},
-    {KeyCode::escape, 27, ZANTOP_DO(return back(view))},
-    {KeyCode::backspace, 0, ZANTOP_DO(return back(view))},
-    {KeyCode::wheelUp, 0, kUp},
-    {KeyCode::wheelDown, 0, kDown},
-    {KeyCode::none, '<', ZANTOP_DO(return sortBy(view, -1))},
-    {KeyCode::none, '>', ZANTOP_DO(return sortBy(view, 1))},
+    {KeyCode::enter, '\r', ZANTOP_DO(return openOrClose(view)), On::all},
+    {KeyCode::escape, 27, ZANTOP_DO(return back(view)), On::all},
+    {KeyCode::backspace, 0, ZANTOP_DO(return back(view)), On::all},
+    {KeyCode::none, '<', ZANTOP_DO(return sortBy(view, around, kColumnCount - 1))},
+    {KeyCode::none, '>', ZANTOP_DO(return sortBy(view, around, 1))},
     {KeyCode::none, 'r',
      ZANTOP_DO(view.settings.reverse = !view.settings.reverse; return Request::none)},
     {KeyCode::none, '/', ZANTOP_DO(view.prompt = Prompt::filter; return Request::none)},
@@ -216,49 +217,17 @@ constexpr std::array kCommands = std::to_array<Command>({
     {KeyCode::none, '-', ZANTOP_DO(return changeInterval(view, false))},
     {KeyCode::none, 'u', ZANTOP_DO(return Request::round)},
     {KeyCode::none, 'v', ZANTOP_DO(cycleGraph(view.settings); return Request::none)},
-    {KeyCode::none, 'T', ZANTOP_DO(switchTheme(view.settings); return Request::none)},
+    {KeyCode::none, 'T', ZANTOP_DO(switchTheme(view.settings); return Request::none), On::all},
     {KeyCode::none, 'x', ZANTOP_DO(return hideColumn(view))},
     {KeyCode::none, 'X', ZANTOP_DO(view.settings.hidden = 0; return Request::none)},
     {KeyCode::none, 's', askToSignal},
-    {KeyCode::none, '?', ZANTOP_DO(return help(view))},
-    {KeyCode::none, 'q', kQuit},
-    {KeyCode::none, kInterruptKey, kQuit},
-    {KeyCode::none, kSuspendKey, ZANTOP_DO(return Request::suspend)},
-    {KeyCode::none, kRedrawKey, ZANTOP_DO(return Request::redraw)},
+    {KeyCode::none, '?', ZANTOP_DO(return help(view)), On::all},
+    {KeyCode::none, 'q', kQuit, On::all},
+    {KeyCode::none, kInterruptKey, kQuit, On::all},
+    {KeyCode::none, kSuspendKey, ZANTOP_DO(return Request::suspend), On::all},
+    {KeyCode::none, kRedrawKey, ZANTOP_DO(return Request::redraw), On::all},
 });
 #undef ZANTOP_DO
-
-constexpr std::array kHelp = std::to_array<KeyHelp>({
-    {"Up Down k j", "choose a GPU or a process"},
-    {"PgUp PgDn", "a screenful on"},
-    {"Home End g G", "the first, the last"},
-    {"Left Right h l", "along the commands; on a GPU's screen the GPU before and after"},
-    {"Tab", "between the GPUs and the processes"},
-    {"Enter", "the chosen GPU over the whole screen, and back"},
-    {"Esc", "back; on the first screen, without a filter"},
-    {"< >", "sort by the column before, behind"},
-    {"r", "sort the other way round"},
-    {"/", "show the processes that hold a text"},
-    {"f", "show the processes of the chosen GPU alone"},
-    {"m M", "mark the process; take all marks away"},
-    {"s", "send the process a signal, after asking"},
-    {"Space", "pause, and go on"},
-    {"+ -", "a longer, a shorter interval"},
-    {"u", "new values at once"},
-    {"v", "graphs of braille dots, of blocks, of plain characters"},
-    {"T", "colours for a dark or a light background"},
-    {"x X", "hide the column sorted by; show all columns"},
-    {"Ctrl-L", "draw the screen anew"},
-    {"Ctrl-Z", "back to the shell; fg comes back"},
-    {"?", "this help"},
-    {"q", "quit"},
-    {"", ""},
-    {"H", "mark of a GPU: hot, near or above the slowdown threshold"},
-    {"T", "throttled"},
-    {"R", "retired memory pages"},
-    {"E", "ECC changes with the next reset"},
-    {"L", "PCIe link narrower than it can be"},
-});
 
 // While text is typed.
 Request typeFilter(View& view, const KeyPress& key) {
@@ -269,53 +238,74 @@ Request typeFilter(View& view, const KeyPress& key) {
     view.filter.clear();
     view.prompt = Prompt::none;
   } else if (key.code == KeyCode::backspace) {
-    if (!view.filter.empty()) view.filter.pop_back();
-  } else if (key.code == KeyCode::character && key.character >= ' ' && key.character < 0x7F &&
+    view.filter = beginOf(view.filter, std::max<std::size_t>(view.filter.size(), 1) - 1);
+  } else if (key.code == KeyCode::character && key.character >= ' ' && key.character != 0x7F &&
              view.filter.size() < kLongestFilter) {
+    // What is not ASCII comes byte by byte.
     view.filter += static_cast<char>(key.character);
   }
   return Request::none;
 }
 
 Request answerSignal(View& view, const KeyPress& key) {
-  if (key.code == KeyCode::tab || key.character == '\t') {
-    auto chosen = std::find_if(
-        kSignals.begin(), kSignals.end(),
-        [&view](const NamedSignal& signal) { return signal.number == view.signal.signal; });
-    view.signal.signal = (++chosen == kSignals.end() ? kSignals.begin() : chosen)->number;
-    return Request::none;
-  }
+  const SignalAnswer given = answer(view.signal, key);
+  if (given == SignalAnswer::none) return Request::none;
   view.prompt = Prompt::none;
-  if (key.character == 'y' || key.character == 'Y') return Request::signal;
+  if (given == SignalAnswer::send) return Request::signal;
   view.note = "nothing was sent";
   return Request::none;
 }
 
+void sortByHeading(View& view, const Surroundings& around, int x) {
+  const ColumnSet hidden = hiddenColumns(view, around.model);
+  for (const ColumnPlace& place : placeColumns(around.size.width, hidden)) {
+    if (x < place.x || x >= place.x + place.width) continue;
+    view.settings.reverse = view.settings.sort == place.column && !view.settings.reverse;
+    view.settings.sort = place.column;
+  }
+}
+
 Request click(View& view, const KeyPress& key, const Surroundings& around) {
   if (around.gpus.contains(key.x, key.y)) {
-    view.focus = Focus::gpus;
     const int heading = around.form == GpuForm::line ? 1 : 0;
-    const int row = (key.y - around.gpus.y - heading) / heightOf(around.form);
-    if (key.y - around.gpus.y >= heading) {
-      chooseGpu(view, around, view.gpuTop + static_cast<std::size_t>(row));
-    }
+    const int row = key.y - around.gpus.y - heading;
+    if (row < 0) return Request::none;
+    view.focus = Focus::gpus;
+    chooseGpu(view, around, view.gpuTop + static_cast<std::size_t>(row / around.gpuHeight));
   } else if (around.processes.contains(key.x, key.y)) {
     view.focus = Focus::processes;
     const int row = key.y - around.processes.y - 1;
-    if (row >= 0) {
-      chooseRow(view, around, view.rowTop + static_cast<std::size_t>(row));
-      return Request::none;
-    }
-    for (const ColumnPlace& place : placeColumns(around.size.width, view.settings.hidden)) {
-      if (key.x < place.x || key.x >= place.x + place.width) continue;
-      view.settings.reverse = view.settings.sort == place.column && !view.settings.reverse;
-      view.settings.sort = place.column;
+    const std::size_t place = view.rowTop + static_cast<std::size_t>(std::max(row, 0));
+    if (row < 0) {
+      sortByHeading(view, around, key.x);
+    } else if (place < around.rows.size()) {
+      chooseRow(view, around, place);
     }
   }
   return Request::none;
 }
 
+// Moves what is under the pointer.
+Request turnWheel(View& view, const KeyPress& key, const Surroundings& around) {
+  Surroundings under = around;
+  if (around.processes.contains(key.x, key.y)) {
+    under.onRows = true;
+    view.focus = Focus::processes;
+  } else if (around.gpus.contains(key.x, key.y)) {
+    under.onRows = false;
+    view.focus = Focus::gpus;
+  }
+  return moveBy(view, under, key.code == KeyCode::wheelUp ? -1 : 1);
+}
+
 }  // namespace
+
+ColumnSet hiddenColumns(const View& view, const Model& model) {
+  ColumnSet hidden = view.settings.hidden;
+  if (!model.hasVgpus()) hidden |= bitOf(Column::use);
+  if (view.screen == Screen::gpu) hidden |= bitOf(Column::gpu);
+  return hidden;
+}
 
 TableOrder orderOf(const View& view, const Model& model) {
   TableOrder order{view.settings.sort, view.settings.reverse, view.filter, std::nullopt};
@@ -326,6 +316,8 @@ TableOrder orderOf(const View& view, const Model& model) {
 
 void settle(View& view, const Surroundings& around) {
   const std::size_t gpus = around.model.gpus().size();
+  view.helpTop = std::min(view.helpTop, lastHelpTop(keyHelp(), around.size));
+  view.valueTop = std::min(view.valueTop, around.valueLines - around.valuesShown);
   view.gpu = gpus == 0 ? 0 : std::min(view.gpu, gpus - 1);
   view.gpuTop = scrolledTo(view.gpu, view.gpuTop, around.gpusShown, gpus);
   const TableRows& rows = around.rows;
@@ -348,13 +340,16 @@ Request press(View& view, const KeyPress& key, const Surroundings& around) {
   if (view.prompt == Prompt::filter) return typeFilter(view, key);
   if (view.prompt == Prompt::signal) return answerSignal(view, key);
   if (key.code == KeyCode::click) return click(view, key, around);
+  if (key.code == KeyCode::wheelUp || key.code == KeyCode::wheelDown) {
+    return turnWheel(view, key, around);
+  }
   for (const Command& command : kCommands) {
-    if (isMeant(key, command.code, command.character)) return command.act(view, around);
+    if (!isMeant(key, command.code, command.character)) continue;
+    const bool acts = view.screen != Screen::help || command.screens == On::all;
+    return acts ? command.act(view, around) : Request::none;
   }
   return Request::none;
 }
-
-std::span<const KeyHelp> keyHelp() { return kHelp; }
 
 bool isMeant(const KeyPress& key, KeyCode code, char32_t character) {
   if (key.code == KeyCode::character) return character != 0 && key.character == character;
@@ -368,13 +363,6 @@ void cycleGraph(Settings& settings) {
 
 void switchTheme(Settings& settings) {
   settings.theme = settings.theme == Theme::dark ? Theme::light : Theme::dark;
-}
-
-std::string_view signalName(int signal) {
-  const auto named =
-      std::find_if(kSignals.begin(), kSignals.end(),
-                   [signal](const NamedSignal& known) { return known.number == signal; });
-  return named == kSignals.end() ? "" : named->name;
 }
 
 }  // namespace zanctl::live

@@ -5,27 +5,17 @@
 #include "live/layout.h"
 #include "live/process_table.h"
 #include "live/settings.h"
+#include "live/signal_prompt.h"
 
-#include <csignal>
 #include <optional>
 #include <set>
-#include <span>
 #include <string>
-#include <string_view>
 
 namespace zanctl::live {
 
 enum class Screen : std::uint8_t { overview, gpu, help };
 enum class Focus : std::uint8_t { gpus, processes };
 enum class Prompt : std::uint8_t { none, filter, signal };
-
-// The process that is to get a signal, as it was when the user asked.
-struct SignalRequest {
-  std::uint32_t pid = 0;
-  std::uint64_t startTicks = 0;
-  std::string command;
-  int signal = SIGTERM;
-};
 
 struct View {
   Settings settings;
@@ -37,7 +27,8 @@ struct View {
   std::optional<RowKey> row;  // the chosen one
   std::size_t rowPlace = 0;   // where it was last
   std::size_t rowTop = 0;
-  int shift = 0;  // cells of the commands that are cut off on their left
+  std::size_t valueTop = 0;  // the line of a GPU's values that comes first
+  int shift = 0;             // cells of the commands that are cut off on their left
   int helpTop = 0;
   std::set<RowKey> marked;
   std::string filter;
@@ -49,6 +40,8 @@ struct View {
 };
 
 TableOrder orderOf(const View& view, const Model& model);
+// Those that the user hides, and those that this machine has no use for.
+ColumnSet hiddenColumns(const View& view, const Model& model);
 
 // What keys act on: as it was drawn last.
 struct Surroundings {
@@ -56,11 +49,15 @@ struct Surroundings {
   const TableRows& rows;
   HostProcesses& host;
   Size size;
+  bool onRows = false;  // else they act on GPUs, or on the values of one
   std::size_t gpusShown = 0;
   std::size_t rowsShown = 0;
-  Box gpus;  // both empty where they are not shown
+  std::size_t valueLines = 0;  // both 0 where they are not shown
+  std::size_t valuesShown = 0;
+  Box gpus{};  // both empty where they are not shown
   GpuForm form = GpuForm::line;
-  Box processes;
+  int gpuHeight = 1;
+  Box processes{};
 };
 
 // Moves what is chosen to where its row is in these rows, and scrolls to it.
@@ -69,14 +66,6 @@ void settle(View& view, const Surroundings& around);
 // What is to be done outside the view.
 enum class Request : std::uint8_t { none, quit, suspend, redraw, round, signal };
 Request press(View& view, const KeyPress& key, const Surroundings& around);
-
-struct KeyHelp {
-  std::string_view keys;
-  std::string_view help;
-};
-std::span<const KeyHelp> keyHelp();
-
-std::string_view signalName(int signal);
 
 // Whether a command's code or character is the one pressed; 0 is no character.
 bool isMeant(const KeyPress& key, KeyCode code, char32_t character);

@@ -66,9 +66,20 @@ std::string helpOf(std::span<const LongOption> options) {
     std::string name = option.letter == 0 ? "    " : fmt::format("-{}, ", option.letter);
     name += fmt::format("--{}", option.name);
     if (option.value != nullptr) name += fmt::format("={}", option.value);
-    fmt::format_to(std::back_inserter(text), "  {:<34} {}\n", name, option.help);
+    text += fmt::format("  {:<34} {}\n", name, option.help);
   }
   return text;
+}
+
+std::vector<OptionFacts> factsOf(std::span<const LongOption> options) {
+  std::vector<OptionFacts> facts;
+  for (const LongOption& option : options) {
+    std::vector<std::string> names;
+    if (option.letter != 0) names.push_back(fmt::format("-{}", option.letter));
+    names.push_back(fmt::format("--{}", option.name));
+    facts.push_back({std::move(names), option.help, option.value != nullptr, false});
+  }
+  return facts;
 }
 
 }  // namespace zanctl

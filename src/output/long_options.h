@@ -1,9 +1,12 @@
 // Command lines of long options, each a row of a table that the help is written from, too.
 #pragma once
 
+#include "output/option_facts.h"
+
 #include <functional>
 #include <span>
 #include <string>
+#include <vector>
 
 namespace zanctl {
 
@@ -23,12 +26,24 @@ std::string parseLongOptions(std::span<char* const> argv, std::span<const LongOp
 // A line for each option.
 std::string helpOf(std::span<const LongOption> options);
 
+std::vector<OptionFacts> factsOf(std::span<const LongOption> options);
+
 // For `take`: options without a value that set a flag.
-inline auto setFlag(bool& flag) {
-  return [&flag](const std::string& /*value*/) {
-    flag = true;
+inline auto setFlag(bool& flag, bool to = true) {
+  return [&flag, to](const std::string& /*value*/) {
+    flag = to;
     return std::string();
   };
 }
+
+// For `take`: a text, and what to say of an empty one.
+inline auto setText(std::string& text, const char* whenEmpty) {
+  return [&text, whenEmpty](const std::string& value) {
+    text = value;
+    return std::string(text.empty() ? whenEmpty : "");
+  };
+}
+
+inline auto setFile(std::string& file) { return setText(file, "a file has a name"); }
 
 }  // namespace zanctl

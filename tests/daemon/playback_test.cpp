@@ -56,6 +56,7 @@ TEST(Playback, showsSelectedGpusAndDoesNotPauseForOthers) {
 
 TEST(Playback, showsTheRangeWithBothEnds) {
   EXPECT_EQ(played("0@9:59:59 0@10:0:0 0@11:0:0 0@11:0:1", kTenToEleven), "0@10:0:0 |0@11:0:0 ");
+  EXPECT_EQ(played("0@0:0:0 0@23:59:59"), "0@0:0:0 |0@23:59:59 ");
 }
 
 TEST(Playback, repeatsAHeaderOnlyBetweenShownRecords) {

@@ -63,13 +63,15 @@ TEST_F(SamplingTest, writesTheHeaderInEveryFortiethCycle) {
 }
 
 TEST_F(SamplingTest, changesTheFileWithTheDateAlsoWhenTheClockIsSetBack) {
+  std::ofstream(directory + "/dmon-2026-03-08") << "somebody's\n";
   Sampling daemon = sampling({0});
   const std::time_t midnight = kNoon + kDay / 2;
   for (const std::time_t now : {midnight - 1, midnight, midnight - 3600, midnight + 1}) {
     ASSERT_EQ(daemon.runCycle(now), CycleEnd::written);
   }
   EXPECT_EQ(content("2026-03-07"), header + record("23:59:59", 0) + header + record("23:00:00", 0));
-  EXPECT_EQ(content("2026-03-08"), header + record("00:00:00", 0) + header + record("00:00:01", 0));
+  EXPECT_EQ(content("2026-03-08"),
+            "somebody's\n" + header + record("00:00:00", 0) + header + record("00:00:01", 0));
 }
 
 TEST_F(SamplingTest, writesNoSecondOf60) {

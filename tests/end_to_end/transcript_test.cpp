@@ -29,6 +29,8 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* kTranscripts = ZANCTL_TEST_DATA "/transcripts";
+constexpr const char* kHowToAccept =
+    "If that is meant: ZANCTL_UPDATE_GOLDEN=1 in the environment writes it.\n";
 
 Host machine(const std::string& words) {
   if (words.starts_with('{')) return Host::described(words);
@@ -50,6 +52,18 @@ void direct(std::optional<Host>& host, const std::string& words) {
   }
 }
 
+std::vector<std::string> linesOf(std::istream&& text) {
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(text, line);) lines.push_back(line);
+  return lines;
+}
+
+// The lines that differ and some around them, as `diff -u` shows them.
+std::string difference(const std::string& expected, const std::string& actual) {
+  return testing::internal::edit_distance::CreateUnifiedDiff(linesOf(std::istringstream(expected)),
+                                                             linesOf(std::istringstream(actual)));
+}
+
 std::string answer(Host& host, const std::string& command) {
   const Outcome run = host.runScript(fmt::format("cd '{}'; SAMPLES_TWICE='" ZANCTL_SAMPLES_TWICE
                                                  "'; . '" ZANCTL_TEST_DATA "/vocabulary.sh'\n{}",
@@ -68,9 +82,7 @@ class Transcript : public testing::TestWithParam<std::string> {};
 
 TEST_P(Transcript, holds) {
   const fs::path path = fs::path(kTranscripts) / (GetParam() + ".txt");
-  std::ifstream file(path);
-  std::vector<std::string> lines;
-  for (std::string line; std::getline(file, line);) lines.push_back(line);
+  const std::vector<std::string> lines = linesOf(std::ifstream(path));
   std::optional<Host> host;
   std::string written;
   for (std::size_t i = 0; i < lines.size();) {
@@ -78,6 +90,7 @@ TEST_P(Transcript, holds) {
     written += line + "\n";
     if (line.starts_with("@ ")) direct(host, line.substr(2));
     if (!line.starts_with("$ ")) continue;
+    const int place = static_cast<int>(i);
     std::vector<std::string> commands = {line.substr(2)};
     for (; i < lines.size() && lines[i].starts_with("& "); ++i) {
       commands.push_back(lines[i].substr(2));
@@ -90,7 +103,9 @@ TEST_P(Transcript, holds) {
       const std::string actual = answer(host.value(), command);
       // Never played twice, since some leave their traces.
       if (updatesGolden() && command == commands[0]) expected = actual;
-      EXPECT_TRUE(expected == actual) << "$ " << command << "\n" << difference(expected, actual);
+      if (expected == actual) continue;
+      ADD_FAILURE_AT(path.c_str(), place) << "$ " << command << "\n"
+                                          << difference(expected, actual) << kHowToAccept;
     }
     written += expected;
   }

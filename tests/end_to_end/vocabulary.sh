@@ -53,6 +53,11 @@ edited() {
   return "$status"
 }
 
+# The lines of a report of which the shape is known, side by side.
+in_one() {
+  sed -E '1,/ count /d; /^ *$/d; s/^ +//; s/ +(: |$)/\1/' | paste -sd ';' | fold -s -w 100
+}
+
 # Runs zanctl with the further arguments in turn in place of the first one's "%", prints each answer
 # once, whatever value it names as not allowed, and ends as they all do.
 each() {
@@ -89,6 +94,16 @@ written_lines() {
   "$@" &
   until [ "$(wc -l <log)" -ge "$count" ]; do :; done 2>/dev/null
   kill -TERM $!
+}
+
+# All groups of the exporter, its samples of GPU 1 without what they have in common, and a snapshot in
+# JSON with a line for each group of readings.
+GROUPS=identity,temperature,power,clock,utilization,engines,memory,pcie,pcie_throughput,processes,vgpu
+of_gpu_1() {
+  sed -E '/^#/d; /gpu="1"/!d; s/gpu="1",uuid="U1",?//; s/pid="[0-9]*"/pid=PID/; s/^zanthe_(gpu_)?//'
+}
+json_groups() {
+  tr -d ' \n' | sed -E 's/"[a-z_]+":\{|\{"index"|"process_count"/\n&/g'
 }
 
 # The lines of the daemon's log.

@@ -56,6 +56,8 @@ class Machine:
         self._files = tempfile.TemporaryDirectory()
         self.directory = Path(self._files.name)
         self.mood = self.directory / "mood"
+        if hostile:
+            self.be("")
         self.trace = self.directory / "trace"
         self.host = host
         if isinstance(host, dict):
@@ -82,9 +84,13 @@ class Machine:
         draft.write_text(json.dumps(host))
         draft.rename(self.host)
 
+    def be(self, modes, text=b"text"):
+        """What the hostile library is to do; see tests/support/hostile_library.c."""
+        self.mood.write_bytes(b"gpus=3,named,%b\n%b" % (modes.encode(), text))
+
     def command(self, program, *arguments, setting=""):
         libraries = f"LD_LIBRARY_PATH={self.libraries}:$LD_LIBRARY_PATH" if self.libraries else ""
-        script = f'{setting} echo $$ > {self.directory}/pid; {libraries} HOSTILE_MOOD={self.mood} exec "$@"'
+        script = f'{setting} echo $$ > {self.directory}/pid; {libraries} HOSTILE_FILE={self.mood} exec "$@"'
         return [BINARIES / "zansim", "--host", self.host, "--state", self.directory / "state",
                 "--trace", self.trace, *self.options, "--", "/bin/bash", "-c", script, "bash",
                 BINARIES / program, *arguments]
@@ -136,6 +142,10 @@ class Exporter:
 
     def children(self):
         return Path(f"/proc/{self.pid}/task/{self.pid}/children").read_text().split()
+
+    def sockets(self):
+        links = [os.readlink(entry) for entry in os.scandir(f"/proc/{self.pid}/fd")]
+        return sum(link.startswith("socket:") for link in links)
 
     def memory(self):
         """Resident bytes of the process and its child."""

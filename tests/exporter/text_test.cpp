@@ -47,6 +47,7 @@ TEST(AcceptHeader, choosesWhatIsWantedMost) {
 TEST(TimeoutHeader, leavesTimeForTheWay) {
   EXPECT_EQ(deadlineFor(nullptr), 9500ms);
   EXPECT_EQ(deadlineFor("15"), 14500ms);
+  EXPECT_EQ(deadlineFor("1e9"), 599'500ms);
   EXPECT_EQ(deadlineFor("1.2"), 700ms);
   EXPECT_EQ(deadlineFor("1"), 500ms);
   EXPECT_EQ(deadlineFor("0.0001"), 1ms);

@@ -15,10 +15,29 @@ from screen import BINARIES, Terminal, zansim
 
 HERE = pathlib.Path(__file__).parent
 LOG = HERE / "day.log"
-HEADING = re.compile(r"^ ?GPU +PID")
+HEADING = re.compile(r"^.(GPU)? +PID")
 # Of the table of processes: what differs from run to run, by the heading that ends or begins it.
 RIGHT = {"PID": 7, "CPU%": 5, "MEM": 6, "TIME": 8}
 LEFT = {"USER": 8}
+
+
+def day():
+    """A log of fifty minutes, in which GPU 1 has nothing to do for two."""
+    log = ("#Time       gpu   pwr gtemp mtemp    sm   mem   enc   dec  mclk  pclk\n"
+           "#HH:MM:SS   Idx     W     C     C     %     %     %     %   MHz   MHz\n")
+    for minute in range(50):
+        for gpu, power in (0, 300 + minute % 20), (1, "-"):
+            temperature, use = 60 + minute % 5, 60 + (7 * minute + 3 * gpu) % 10
+            if gpu == 1 and minute in (20, 21):
+                temperature, use = 81, 3
+            log += (f" 10:{minute:02}:00     {gpu} {power:>5} {temperature:5}     - {use:5} {use // 2:5}"
+                    f"     0    12  1200  {1400 + minute % 9}\n")
+    return log
+
+
+DAY = tempfile.TemporaryDirectory()
+LOG = pathlib.Path(DAY.name) / "log"
+LOG.write_text(day())
 
 
 def masked(text):
@@ -28,7 +47,7 @@ def masked(text):
     spans = []
     for number, line in enumerate(lines):
         if HEADING.match(line):
-            found = {word.group(): word.span() for word in re.finditer(r"\S+", line)}
+            found = {word.group(): word.span() for word in re.finditer(r"[A-Z%-]+", line)}
             spans = [(found[name][1] - width, width) for name, width in RIGHT.items() if name in found]
             spans += [(found[name][0], width) for name, width in LEFT.items() if name in found]
         elif spans and re.match(r"^[> *] +\d+ ", line):
@@ -57,7 +76,7 @@ class Screens(unittest.TestCase):
         file = HERE / "screens" / f"{name}.txt"
         if os.environ.get("ZANCTL_UPDATE_GOLDEN") == "1":
             file.write_text(text)
-        self.assertEqual(file.read_text(), text)
+        self.assertEqual(file.read_text(), text, "ZANCTL_UPDATE_GOLDEN=1 in the environment writes it")
 
     def set_value(self, state, value):
         subprocess.run([f"{BINARIES}/zansim", "--set", value, "--state", state], check=True)
@@ -90,9 +109,13 @@ class Sizes(Screens):
         shown = self.zantop(width=120, height=40)
         shown.wait_for("rank 3")
         shown.press("\r")
-        self.expect("one_gpu", masked(shown.wait_for("Linked by")))
+        self.expect("one_gpu", masked(shown.wait_for("Links board")))
         shown.press("l")
-        shown.wait_for("GPU 1 Zanthe")
+        shown.wait_for("GPU 1  Zanthe")
+        shown.resize(40, 12)
+        shown.wait_for("values 1-5 of 26")
+        shown.press("G")
+        shown.wait_for("values 22-26 of 26")
 
     def test_vgpus_stand_among_the_processes(self):
         shown = self.zantop(machine={"host": "vgpu-host"}, width=110, height=28)
@@ -111,6 +134,11 @@ class Frames(Screens):
         frames = self.batch("-n", "12", "-i", "0,1,2,3,4,6,7", host="failing-host", COLUMNS="80", LINES="24").stdout
         last = frames[frames.rindex("7 GPUs") - 30:].split("\n", 1)[1]
         self.expect("failing_host", masked(last))
+
+    def test_a_day_is_printed_as_it_was_at_its_last_sample(self):
+        text = self.batch("--log", str(LOG), "--begin", "10:10:00", "--end", "10:20:00", "-i", "1").stdout
+        self.assertRegex(text, r"^10:20:00  sample 11 of 11  following .*\n.*\n >1       -     81C      3%")
+        self.assertRegex(text, r"\n10:10:00 +10:20:00\n$")
 
     def test_a_locale_without_unicode_gets_plain_characters(self):
         run = self.batch("-n", "2", LC_ALL="C", COLUMNS="160", LINES="60")
@@ -135,13 +163,27 @@ class Keys(Screens):
         shown.press("\tjjj")
         chosen = [line for line in shown.wait_for("\n>  1").split("\n") if line.startswith(">  1")][0]
         self.assertIn("rank 1", chosen)
-        shown.press(">>>>>>>>>")
+        shown.press(">>>>>>>>")
         text = shown.wait_for("sorted by command")
         self.assertTrue(any(line.startswith(">") and "rank 1" in line for line in text.split("\n")))
         shown.press("/transcoder\r")
         shown.wait_for(lambda text: "rank" not in text and text.count("/usr/bin/transcoder") == 2)
         shown.press("\x1b")
         shown.wait_for("rank 3")
+
+    def test_the_mouse_chooses_scrolls_and_sorts(self):
+        shown = self.zantop()
+        lines = shown.wait_for("rank 3").split("\n")
+        heading = [number for number, line in enumerate(lines) if HEADING.match(line)][0]
+        for button, x, y, answer in (
+                (0, lines[heading].index("CPU%"), heading, "▼CPU%"), (0, 9, 5, "\n >2 "), (65, 9, 5, "\n >3 "),
+                (0, 9, heading + 2, "\n> "), (65, 9, heading, "Tab GPUs")):
+            shown.press(f"\x1b[<{button};{x + 1};{y + 1}M\x1b[<{button};{x + 1};{y + 1}m")
+            shown.wait_for(answer)
+        self.assertTrue(shown.text.split("\n")[heading + 3].startswith(">"))
+        without = self.zantop("--no-mouse")
+        without.wait_for("rank 3")
+        self.assertNotRegex(without.output, rb"\x1b\[\?[0-9;]*100[0-6]")
 
     def test_settings_are_kept_and_a_broken_file_is_named(self):
         shown = self.zantop()
@@ -163,11 +205,11 @@ class Keys(Screens):
         shown = self.zantop(machine={"standing": False, "state": state})
         shown.wait_for("rank 3")
         shown.press("\tjs")
-        pid = int(re.search(r"Send TERM to (\d+)\?", shown.wait_for("Send TERM to")).group(1))
+        pid = int(re.search(r"Send TERM to (\d+) ", shown.wait_for("Send TERM to")).group(1))
         shown.press("y")
         shown.wait_for(f"sent TERM to {pid}")
         shown.press("js")
-        pid = int(re.search(r"Send TERM to (\d+)\?", shown.wait_for("Send TERM to")).group(1))
+        pid = int(re.search(r"Send TERM to (\d+) ", shown.wait_for("Send TERM to")).group(1))
         os.kill(pid, signal.SIGKILL)
         shown.press("y")
         shown.wait_for(lambda text: f"process {pid} has ended" in text or f"sent TERM to {pid}" in text)
@@ -238,7 +280,7 @@ class Terminals(Screens):
 
     def test_kinds_of_terminals(self):
         dumb = self.zantop(term="dumb")
-        dumb.wait_for("--batch prints plain frames")
+        dumb.wait_for("cannot place text; see --batch")
         self.assertEqual(1, dumb.wait_for_end())
         console = self.zantop(term="linux", width=120, height=60)
         self.assertNotRegex(console.wait_for("rank 3"), "[\u2801-\u28ff]")

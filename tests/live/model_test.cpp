@@ -6,6 +6,9 @@
 #include <gtest/gtest.h>
 
 #include <clocale>
+#include <csignal>
+
+#include <unistd.h>
 
 namespace zanctl::live {
 namespace {
@@ -99,6 +102,14 @@ TEST(ProcessTable, AsksTheHostOnlyWhenTheOrderNeedsIt) {
   EXPECT_EQ(1U, tableRows(processes, order, host).size());
 }
 
+TEST(Signals, ReachNoOtherProcessOfTheSameId) {
+  const auto self = static_cast<std::uint32_t>(getpid());
+  const std::uint64_t started = startTicksOf(self).value();
+  EXPECT_EQ("", signalProcess(self, started, 0));
+  EXPECT_EQ(std::to_string(self) + " is another process by now",
+            signalProcess(self, started + 1, SIGKILL));
+}
+
 TEST(Layout, NothingOverlapsOrLiesOutsideAtAnySize) {
   for (int width = 40; width <= 240; width += 7) {
     for (int height = 12; height <= 80; height += 3) {
@@ -110,7 +121,7 @@ TEST(Layout, NothingOverlapsOrLiesOutsideAtAnySize) {
           ASSERT_EQ(all.processes.bottom(), all.foot.y);
           ASSERT_GE(all.processes.height, 1);
           ASSERT_TRUE(gpus == 0 || all.gpusShown > 0);
-          const DetailLayout one = layoutDetail({width, height}, 28, rows, 1);
+          const DetailLayout one = layoutDetail({width, height}, 26, rows);
           ASSERT_LE(one.processes.bottom(), one.foot.y);
           ASSERT_GE(one.processes.height, 1);
           const LogLayout log = layoutLog({width, height}, gpus);

@@ -17,7 +17,7 @@ zanmlJpuUtilization_t counters(std::initializer_list<unsigned long long> busyTim
 
 TEST(JpuShares, areTheBusyPartOfThePeriod) {
   const auto before = counters({1'000'000'000, 0, 5, 7'000'000'000});
-  const auto now = counters({1'500'000'000, 9'000'000'000, 5, 6'000'000'000, 1});
+  const auto now = counters({1'496'000'000, 9'000'000'000, 5, 6'000'000'000, 1});
   EXPECT_EQ(jpuShares(before, now, 1), (EngineShares{50, 100, 0, 0, std::nullopt}))
       << "capped at the period, 0 after a counter began anew, nothing for a new engine";
   EXPECT_EQ(jpuShares(before, now, 2), (EngineShares{25, 100, 0, 0, std::nullopt}));

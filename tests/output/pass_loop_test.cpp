@@ -98,6 +98,8 @@ TEST(OptionText, readsTheNumberAtTheStart) {
   EXPECT_EQ(decimalNumber(" 7"), 7);
   EXPECT_EQ(decimalNumber("-3"), -3);
   EXPECT_EQ(decimalNumber("4294967296"), 4294967296);
+  std::ostringstream refusals;
+  EXPECT_EQ(readLoop("4294967297", refusals), 4294967297U);
   EXPECT_EQ(decimalNumber(""), 0);
   EXPECT_EQ(decimalNumber("abc"), 0);
   EXPECT_EQ(decimalNumber("99999999999999999999"), 0);

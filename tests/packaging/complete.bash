@@ -4,7 +4,7 @@ PS1=
 set -u
 shopt -s failglob
 [[ -z ${wordbreaks+set} ]] || COMP_WORDBREAKS=$wordbreaks
-source "$scripts/bash-completion/completions/zanctl"
+for script in "$scripts"/bash-completion/completions/*; do source "$script"; done
 take() {
   printf '%s\n' "$READLINE_LINE" >>"$results"
   READLINE_LINE=

@@ -2,11 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <fstream>
 #include <iostream>
 #include <iterator>
-#include <sstream>
 #include <stdexcept>
 #include <utility>
 
@@ -47,7 +45,7 @@ int execute(std::vector<std::string> words, const fs::path& out, const fs::path&
 
 }  // namespace
 
-Host::Host() {
+Host::Host() : hadFailed_(testing::Test::HasFailure()) {
   std::string name = (fs::temp_directory_path() / "zanctl_test_XXXXXX").string();
   if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("no directory for the test");
   directory_ = name;
@@ -67,17 +65,18 @@ Host::Host(Host&& other) noexcept
     : directory_(std::exchange(other.directory_, {})),
       machine_(std::move(other.machine_)),
       launchOptions_(std::move(other.launchOptions_)),
-      clock_(other.clock_) {}
+      clock_(other.clock_),
+      hadFailed_(other.hadFailed_) {}
 
 Host Host::fromFile(const std::string& name, std::string_view furtherKeys) {
-  std::string description = machineFile(name);
+  std::string description = content(fs::path(ZANCTL_TEST_DATA) / "machines" / name);
   description.insert(description.find('{') + 1, furtherKeys);
   return described(description);
 }
 
 Host::~Host() {
   if (directory_.empty()) return;
-  if (testing::Test::HasFailure()) {
+  if (testing::Test::HasFailure() && !hadFailed_) {
     std::cerr << "The machine's directory is kept: " << directory_ << "\n";
     return;
   }
@@ -116,48 +115,6 @@ std::map<std::string, int> Host::callCounts() const {
   return counts;
 }
 
-std::string machineFile(const std::string& name) {
-  return content(fs::path(ZANCTL_TEST_DATA) / "machines" / name);
-}
-
-std::string difference(const std::string& before, const std::string& after) {
-  const auto linesOf = [](const std::string& text) {
-    std::istringstream stream(text);
-    std::vector<std::string> lines;
-    for (std::string line; std::getline(stream, line);) lines.push_back(line);
-    return lines;
-  };
-  const auto a = linesOf(before);
-  const auto b = linesOf(after);
-  // The length of the longest common subsequence from i and j on.
-  std::vector<std::vector<unsigned>> common(a.size() + 1, std::vector<unsigned>(b.size() + 1));
-  for (std::size_t i = a.size(); i-- > 0;) {
-    for (std::size_t j = b.size(); j-- > 0;) {
-      common[i][j] =
-          a[i] == b[j] ? common[i + 1][j + 1] + 1 : std::max(common[i + 1][j], common[i][j + 1]);
-    }
-  }
-  std::string text;
-  for (std::size_t i = 0, j = 0; i < a.size() || j < b.size();) {
-    if (i < a.size() && j < b.size() && a[i] == b[j]) {
-      ++i, ++j;
-    } else if (j == b.size() || (i < a.size() && common[i + 1][j] >= common[i][j + 1])) {
-      text += "- " + a[i++] + "\n";
-    } else {
-      text += "+ " + b[j++] + "\n";
-    }
-  }
-  return text;
-}
-
 bool updatesGolden() { return getenv("ZANCTL_UPDATE_GOLDEN") != nullptr; }
-
-void expectGolden(const std::string& name, const std::string& text) {
-  const fs::path path = fs::path(ZANCTL_TEST_DATA) / name;
-  if (updatesGolden()) std::ofstream(path) << text;
-  const std::string expected = content(path);
-  EXPECT_TRUE(expected == text) << difference(expected, text) << "is not as in " << name
-                                << "; ZANCTL_UPDATE_GOLDEN=1 writes it anew";
-}
 
 }  // namespace zanctl

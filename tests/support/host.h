@@ -4,7 +4,7 @@
 //   const Outcome run = host.run("-i 0 -L");
 //
 // Time stands still but for sleeping and begins at noon of 7 March 2026 (UTC). A failing test keeps
-// the machine's directory and names it.
+// the directory of the machine on which it first failed, and names it.
 #pragma once
 
 #include <filesystem>
@@ -60,19 +60,11 @@ class Host {
   std::string machine_;
   std::vector<std::string> launchOptions_;
   Clock clock_ = Clock::standing;
+  bool hadFailed_;  // the test, before it came to this machine
 };
-
-// A file of tests/end_to_end/machines.
-std::string machineFile(const std::string& name);
-
-// The lines that differ, as `diff` would show them; empty when none does.
-std::string difference(const std::string& before, const std::string& after);
 
 // Whether ZANCTL_UPDATE_GOLDEN=1 is in the environment: what is printed then takes the place of
 // what is expected. Read it before you commit it.
 bool updatesGolden();
-
-// Compares a text with a file of tests/end_to_end.
-void expectGolden(const std::string& name, const std::string& text);
 
 }  // namespace zanctl

@@ -1,4 +1,4 @@
-/* A management library that lies, shouts, dawdles and dies.
+/* A management library that lies, shouts, dawdles and dies, as it is told in the environment.
  *
  *   HOSTILE            what is wrong with it, comma separated; "" for nothing:
  *                        values=ones|zeros|top|random  what every number reads
@@ -10,21 +10,25 @@
  *                        sized         the question for a list's size is a success
  *                        repeated      all GPUs have one handle
  *                        null          GPUs have null handles, in lists too
+ *                        named         every GPU has a UUID of its own
  *                        noise         every call writes to both standard streams
  *                        errno         every call sets errno
  *                        gpus=N        so many GPUs; 2 without it
  *                        vgpu          the GPUs are vGPU hosts for a pass
- *                        code=N        what HOSTILE_OPERATION answers, or every operation without
- * it slow, segv, abort, hang  what HOSTILE_OPERATION does when it is called: slow takes
- * HOSTILE_MILLISECONDS, 5000 without it HOSTILE_OPERATION  an operation HOSTILE_TEXT       what
- * every text says, repeated to the end of its buffer where it begins with
- *                      "*"; "text" without it
+ *                        code=N        what the operation answers, or every one
+ *                        slow, segv, abort, hang  what the operation does when it is called; slow
+ *                                      takes HOSTILE_MILLISECONDS, 5000 without it
+ *                        operation=NAME, gpu=N  the operation, and the GPU of which it is asked
+ *   HOSTILE_FILE       a file, looked into at every call, that has this in its first line and the
+ *                      texts behind it
+ *   HOSTILE_TEXT       what every text says, repeated to the end of its buffer where it begins
+ *                      with "*"; "text" without it
  *   HOSTILE_PIDS       the processes on every GPU, comma separated
  *   HOSTILE_SEED       of the random values
  *   HOSTILE_TIME       the seconds since the epoch that gettimeofday and time tell a program that
- * has the library preloaded HOSTILE_MARKER     the file that is the reset marker: it is there while
- * the marker is set HOSTILE_LOG        a file that gets a line when a reset of a GPU begins ("begin
- * PID") and ends
+ *                      has the library preloaded
+ *   HOSTILE_MARKER     the file that is the reset marker: it is there while the marker is set
+ *   HOSTILE_LOG        a file that gets a line when a reset of a GPU begins ("begin PID") and ends
  *                      ("end PID"), and when the marker is set ("set PID STATUS")
  *
  * The structures of results are filled as far as their sizes go; see src/zanml/zanml.h for what
@@ -45,10 +49,9 @@ enum { kSuccess = 0, kInvalid = 2, kInsufficientSize = 7, kMostPids = 1024 };
 typedef void* Device;
 
 static const char* modes = "";
-static const char* operation;
 static const char* text = "text";
-static unsigned gpus = 2;
-static unsigned listed = 3;
+static unsigned gpus;
+static unsigned listed;
 static unsigned pids[kMostPids];
 static unsigned pidCount;
 static int* nowhere;
@@ -71,13 +74,28 @@ static unsigned numberOf(const char* name, unsigned otherwise) {
   return value == NULL ? otherwise : (unsigned)strtoul(value, NULL, 0);
 }
 
+static void readFile(const char* path) {
+  static char content[256];
+  const int file = open(path, O_RDONLY | O_CLOEXEC);
+  const ssize_t size = read(file, content, sizeof content - 1);
+  close(file);
+  content[size < 0 ? 0 : size] = '\0';
+  char* const end = strchr(content, '\n');
+  if (end != NULL) *end = '\0';
+  modes = content;
+  text = end == NULL ? "text" : end + 1;
+}
+
+static void look(void) {
+  if (getenv("HOSTILE_FILE") != NULL) readFile(getenv("HOSTILE_FILE"));
+  gpus = numberOf("gpus", 2);
+  listed = numberOf("count", 3);
+}
+
 __attribute__((constructor)) static void prepare(void) {
   if (getenv("HOSTILE") != NULL) modes = getenv("HOSTILE");
   if (getenv("HOSTILE_TEXT") != NULL) text = getenv("HOSTILE_TEXT");
   if (getenv("HOSTILE_SEED") != NULL) seed += strtoull(getenv("HOSTILE_SEED"), NULL, 10) << 20U;
-  operation = getenv("HOSTILE_OPERATION");
-  gpus = numberOf("gpus", gpus);
-  listed = numberOf("count", listed);
   for (const char* list = getenv("HOSTILE_PIDS"); list != NULL && *list != '\0';) {
     char* end = NULL;
     if (pidCount < kMostPids) pids[pidCount++] = (unsigned)strtoul(list, &end, 10);
@@ -103,9 +121,18 @@ static void writeText(int stream, const char* said) {
   (void)ignored;
 }
 
-/* What every operation does first; its return code. */
-static int begin(const char* name) {
-  const int isChosen = operation != NULL && strcmp(operation, name) == 0;
+static Device handleOf(unsigned index) {
+  if (is("null")) return NULL;
+  return (Device)(uintptr_t)(is("repeated") ? 1 : index + 1);
+}
+
+/* What every operation does first; its return code. The subject is null where it has none. */
+static int begin(const char* name, const void* subject) {
+  look();
+  const char* const operation = mode("operation");
+  const int isChosen = operation != NULL && strncmp(operation, name, strlen(name)) == 0 &&
+                       strchr(",", operation[strlen(name)]) != NULL &&
+                       (mode("gpu") == NULL || subject == handleOf(numberOf("gpu", 0)));
   if (is("noise")) {
     writeText(STDOUT_FILENO, "<noise\n>");
     writeText(STDERR_FILENO, "<noise\n>");
@@ -174,11 +201,6 @@ static int answerList(int code, unsigned entryCount, unsigned* count, void* entr
   return room < wanted ? kInsufficientSize : kSuccess;
 }
 
-static Device handleOf(unsigned index) {
-  if (is("null")) return NULL;
-  return (Device)(uintptr_t)(is("repeated") ? 1 : index + 1);
-}
-
 static void writeHandle(void* entries, unsigned index) {
   ((Device*)entries)[index] = handleOf(index % (gpus == 0 ? 1 : gpus));
 }
@@ -215,16 +237,14 @@ static void writeProcessSample(void* entries, unsigned index) {
 /* (any, text, size) */
 #define TEXT(name)                                                 \
   EXPORT int name(Device subject, char* buffer, unsigned length) { \
-    const int code = begin(#name);                                 \
-    (void)subject;                                                 \
+    const int code = begin(#name, subject);                        \
     fillText(buffer, length);                                      \
     return code;                                                   \
   }
 /* (any, text, pointer to its size) */
 #define SIZED_TEXT(name)                                            \
   EXPORT int name(Device subject, char* buffer, unsigned* length) { \
-    const int code = begin(#name);                                  \
-    (void)subject;                                                  \
+    const int code = begin(#name, subject);                         \
     fillText(buffer, *length);                                      \
     fill(length, sizeof *length);                                   \
     return code;                                                    \
@@ -232,23 +252,21 @@ static void writeProcessSample(void* entries, unsigned index) {
 /* (text, size) */
 #define SYSTEM_TEXT(name)                          \
   EXPORT int name(char* buffer, unsigned length) { \
-    const int code = begin(#name);                 \
+    const int code = begin(#name, NULL);           \
     fillText(buffer, length);                      \
     return code;                                   \
   }
 /* (any, result) */
 #define VALUE(name, size)                         \
   EXPORT int name(Device subject, void* result) { \
-    const int code = begin(#name);                \
-    (void)subject;                                \
+    const int code = begin(#name, subject);       \
     fill(result, size);                           \
     return code;                                  \
   }
 /* (any, result, result) */
 #define PAIR(name, size)                                       \
   EXPORT int name(Device subject, void* first, void* second) { \
-    const int code = begin(#name);                             \
-    (void)subject;                                             \
+    const int code = begin(#name, subject);                    \
     fill(first, size);                                         \
     fill(second, size);                                        \
     return code;                                               \
@@ -256,38 +274,37 @@ static void writeProcessSample(void* entries, unsigned index) {
 /* (any, choice, result) */
 #define CHOICE(name, size)                                      \
   EXPORT int name(Device subject, void* choice, void* result) { \
-    const int code = begin(#name);                              \
-    (void)subject, (void)choice;                                \
+    const int code = begin(#name, subject);                     \
+    (void)choice;                                               \
     fill(result, size);                                         \
     return code;                                                \
   }
 /* (any, choice, choice, result) */
 #define TWO_CHOICES(name, size)                                           \
   EXPORT int name(Device subject, void* one, void* other, void* result) { \
-    const int code = begin(#name);                                        \
-    (void)subject, (void)one, (void)other;                                \
+    const int code = begin(#name, subject);                               \
+    (void)one, (void)other;                                               \
     fill(result, size);                                                   \
     return code;                                                          \
   }
 /* (device, count, entries) */
 #define LIST(name, size, writeEntry)                                \
   EXPORT int name(Device subject, unsigned* count, void* entries) { \
-    const int code = begin(#name);                                  \
-    (void)subject;                                                  \
+    const int code = begin(#name, subject);                         \
     return answerList(code, size, count, entries, writeEntry);      \
   }
 /* (device, choice, count, entries) */
 #define CHOICE_LIST(name, writeEntry)                                                \
   EXPORT int name(Device subject, uint64_t choice, unsigned* count, void* entries) { \
-    const int code = begin(#name);                                                   \
-    (void)subject, (void)choice;                                                     \
+    const int code = begin(#name, subject);                                          \
+    (void)choice;                                                                    \
     return answerList(code, listed, count, entries, writeEntry);                     \
   }
 /* (device, words, mask, scope) */
 #define MASK(name)                                                                  \
   EXPORT int name(Device subject, unsigned words, unsigned long* mask, int scope) { \
-    const int code = begin(#name);                                                  \
-    (void)subject, (void)scope;                                                     \
+    const int code = begin(#name, subject);                                         \
+    (void)scope;                                                                    \
     fill(mask, words * sizeof *mask);                                               \
     return code;                                                                    \
   }
@@ -308,29 +325,34 @@ EXPORT time_t time(time_t* result) {
   return now.tv_sec;
 }
 
-EXPORT int nvmlInit(void) { return begin("nvmlInit"); }
-EXPORT int nvmlShutdown(void) { return begin("nvmlShutdown"); }
+EXPORT int nvmlInit(void) { return begin("nvmlInit", NULL); }
+EXPORT int nvmlShutdown(void) { return begin("nvmlShutdown", NULL); }
 EXPORT int nvmlDeviceGetCount_v2(unsigned* count) {
-  const int code = begin("nvmlDeviceGetCount_v2");
+  const int code = begin("nvmlDeviceGetCount_v2", NULL);
   *count = gpus;
   return code;
 }
 EXPORT int nvmlDeviceGetHandleByIndex_v2(unsigned index, Device* device) {
-  const int code = begin("nvmlDeviceGetHandleByIndex_v2");
+  const int code = begin("nvmlDeviceGetHandleByIndex_v2", NULL);
   *device = handleOf(index);
   return code;
 }
 SYSTEM_TEXT(nvmlSystemGetDriverVersion)
 SYSTEM_TEXT(nvmlSystemGetNVMLVersion)
 EXPORT int nvmlSystemGetCudaDriverVersion_v2(int* version) {
-  const int code = begin("nvmlSystemGetCudaDriverVersion_v2");
+  const int code = begin("nvmlSystemGetCudaDriverVersion_v2", NULL);
   fill(version, sizeof *version);
   return code;
 }
 
 TEXT(nvmlDeviceGetName)
 TEXT(nvmlDeviceGetSerial)
-TEXT(nvmlDeviceGetUUID)
+EXPORT int nvmlDeviceGetUUID(Device subject, char* buffer, unsigned length) {
+  const int code = begin("nvmlDeviceGetUUID", subject);
+  fillText(buffer, length);
+  if (is("named")) snprintf(buffer, length, "GPU-%d", (int)(uintptr_t)subject);
+  return code;
+}
 TEXT(nvmlDeviceGetBoardPartNumber)
 VALUE(nvmlDeviceGetIndex, 4)
 VALUE(nvmlDeviceGetMinorNumber, 4)
@@ -346,8 +368,7 @@ VALUE(nvmlDeviceGetMaxPcieLinkGeneration, 4)
 VALUE(nvmlDeviceGetMaxPcieLinkWidth, 4)
 EXPORT int nvmlDeviceGetPciInfo(Device subject, char* pci) {
   enum { kLegacySize = 16, kNumbersSize = 20, kBusIdSize = 32 };
-  const int code = begin("nvmlDeviceGetPciInfo");
-  (void)subject;
+  const int code = begin("nvmlDeviceGetPciInfo", subject);
   fillText(pci, kLegacySize);
   fill(pci + kLegacySize, kNumbersSize);
   fillText(pci + kLegacySize + kNumbersSize, kBusIdSize);
@@ -359,8 +380,7 @@ VALUE(nvmlDeviceGetPerformanceState, 4)
 EXPORT int nvmlDeviceGetVirtualizationMode(Device subject, unsigned* result) {
   enum { kVgpuHost = 3 };
   static unsigned calls;
-  const int code = begin("nvmlDeviceGetVirtualizationMode");
-  (void)subject;
+  const int code = begin("nvmlDeviceGetVirtualizationMode", subject);
   fill(result, sizeof *result);
   if (is("vgpu") && calls++ < gpus) *result = kVgpuHost;
   return code;
@@ -385,7 +405,7 @@ CHOICE_LIST(nvmlDeviceGetRetiredPages, writeLong)
 LIST(nvmlDeviceGetComputeRunningProcesses, pidCount == 0 ? listed : pidCount, writeProcess)
 CHOICE_LIST(nvmlDeviceGetTopologyNearestGpus, writeHandle)
 EXPORT int nvmlSystemGetTopologyGpuSet(unsigned cpu, unsigned* count, Device* entries) {
-  const int code = begin("nvmlSystemGetTopologyGpuSet");
+  const int code = begin("nvmlSystemGetTopologyGpuSet", NULL);
   (void)cpu;
   return answerList(code, listed, count, entries, writeHandle);
 }
@@ -394,8 +414,8 @@ LIST(nvmlDeviceGetSupportedVgpus, listed, writeNumber)
 LIST(nvmlDeviceGetCreatableVgpus, listed, writeNumber)
 EXPORT int nvmlDeviceGetVgpuUtilization(Device subject, uint64_t since, int* type, unsigned* count,
                                         void* entries) {
-  const int code = begin("nvmlDeviceGetVgpuUtilization");
-  (void)subject, (void)since;
+  const int code = begin("nvmlDeviceGetVgpuUtilization", subject);
+  (void)since;
   fill(type, sizeof *type);
   if (mode("values") == NULL) *type = (int)(random64() % 5);
   return answerList(code, listed, count, entries, writeInstanceSample);
@@ -418,22 +438,20 @@ PAIR(zanmlDeviceGetGPUVoltage, 4)
 PAIR(zanmlDeviceGetVddVoltage, 4)
 PAIR(zanmlDeviceGetMemVoltage, 4)
 EXPORT int zanmlDeviceGetCeMask(Device subject, unsigned* mask, unsigned* supported) {
-  const int code = begin("zanmlDeviceGetCeMask");
-  (void)subject;
+  const int code = begin("zanmlDeviceGetCeMask", subject);
   fill(mask, sizeof *mask);
   *supported = 0xFFFFFFFFU;
   return code;
 }
 EXPORT int zanmlDeviceSetCeMask(Device subject, unsigned mask) {
-  (void)subject, (void)mask;
-  return begin("zanmlDeviceSetCeMask");
+  (void)mask;
+  return begin("zanmlDeviceSetCeMask", subject);
 }
 VALUE(zanmlDeviceGetJpuUtilization, 264)
 VALUE(zanmlDeviceGetVpuUtilization, 140)
 LIST(zanmlDeviceGetComputeAllProcesses, is("busy") ? listed : 0, writeProcess)
 EXPORT int getDeviceVgpuPids(Device subject, unsigned* ids) {
-  const int code = begin("getDeviceVgpuPids");
-  (void)subject;
+  const int code = begin("getDeviceVgpuPids", subject);
   if (mode("values") != NULL) fill(ids, 32 * sizeof *ids);
   return code;
 }
@@ -449,15 +467,13 @@ static void logEvent(const char* event, int number) {
 }
 EXPORT int zanmlDeviceGetResetStatus(Device subject, int* status) {
   const char* const marker = getenv("HOSTILE_MARKER");
-  const int code = begin("zanmlDeviceGetResetStatus");
-  (void)subject;
+  const int code = begin("zanmlDeviceGetResetStatus", subject);
   *status = marker != NULL && access(marker, F_OK) == 0;
   return code;
 }
 EXPORT int zanmlDeviceSetResetStatus(Device subject, int status) {
   const char* const marker = getenv("HOSTILE_MARKER");
-  const int code = begin("zanmlDeviceSetResetStatus");
-  (void)subject;
+  const int code = begin("zanmlDeviceSetResetStatus", subject);
   logEvent("set", status);
   if (marker != NULL && status == 0) unlink(marker);
   if (marker != NULL && status != 0) close(open(marker, O_WRONLY | O_CREAT | O_CLOEXEC, 0644));
@@ -465,7 +481,7 @@ EXPORT int zanmlDeviceSetResetStatus(Device subject, int status) {
 }
 EXPORT int zanmlDeviceReset(Device subject) {
   logEvent("begin", (int)(uintptr_t)subject);
-  const int code = begin("zanmlDeviceReset");
+  const int code = begin("zanmlDeviceReset", subject);
   logEvent("end", (int)(uintptr_t)subject);
   return code;
 }
@@ -475,7 +491,7 @@ TEXT(nvmlVgpuInstanceGetMdevUUID)
 TEXT(nvmlVgpuInstanceGetVmDriverVersion)
 TEXT(zanmlVgpuInstanceGetVmName)
 EXPORT int nvmlVgpuInstanceGetVmID(unsigned instance, char* buffer, unsigned length, int* type) {
-  const int code = begin("nvmlVgpuInstanceGetVmID");
+  const int code = begin("nvmlVgpuInstanceGetVmID", NULL);
   (void)instance;
   fillText(buffer, length);
   fill(type, sizeof *type);
