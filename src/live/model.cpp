@@ -15,7 +15,7 @@ using collector::GpuState;
 using collector::Number;
 using collector::Readings;
 
-constexpr std::uint64_t kBytesPerMiB = 1024 * 1024;
+constexpr std::uint64_t kBytesPerMiB = std::uint64_t{1024} * 1024;
 
 template <typename Figure>
 void add(BigNumber& sum, const std::optional<Figure>& figure) {

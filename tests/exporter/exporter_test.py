@@ -45,35 +45,30 @@ class Formats(unittest.TestCase):
                 self.assertGreater(len(parsed), 50)
 
     def test_numbers_are_those_of_the_csv_query(self):
-        columns = [line.split() for line in """
-            memory.total 1048576 memory_total_bytes
-            memory.used 1048576 memory_used_bytes
-            temperature.gpu 1 temperature_celsius sensor=gpu
-            temperature.shutdown 1 temperature_threshold_celsius threshold=shutdown
-            temperature.slowdown 1 temperature_threshold_celsius threshold=slowdown
-            temperature.max_operating 1 temperature_threshold_celsius threshold=max_operating
-            fan.speed 0.01 fan_speed_ratio
-            gpu.power.draw 1 power_watts
-            gpu.power.limit 1 power_limit_watts limit=management
-            utilization.gpu 0.01 utilization_ratio engine=sm
-            utilization.memory 0.01 utilization_ratio engine=memory
-            utilization.encoder 0.01 utilization_ratio engine=encoder
-            utilization.decoder 0.01 utilization_ratio engine=decoder
-            clocks.sm 1e6 clock_hertz domain=sm
-            clocks.mem 1e6 clock_hertz domain=memory
-            clocks.max.sm 1e6 clock_max_hertz domain=sm
-            clocks.max.mem 1e6 clock_max_hertz domain=memory
-            pstate 1 performance_state
-            ecc.mode.current 1 ecc_enabled
-            retired_pages.sbe 1 retired_pages cause=single_bit
-            retired_pages.dbe 1 retired_pages cause=double_bit
-            pcie.link.gen.current 1 pcie_link_generation
-            pcie.link.gen.max 1 pcie_link_generation_max
-            pcie.link.width.current 1 pcie_link_width_lanes
-            pcie.link.width.max 1 pcie_link_width_max_lanes
-            pcie.tx.throughput 1000 pcie_throughput_bytes_per_second direction=transmit
+        columns = [row.split() for row in """
+            memory.total 1048576 memory_total_bytes, memory.used 1048576 memory_used_bytes,
+            temperature.gpu 1 temperature_celsius sensor=gpu,
+            temperature.shutdown 1 temperature_threshold_celsius threshold=shutdown,
+            temperature.slowdown 1 temperature_threshold_celsius threshold=slowdown,
+            temperature.max_operating 1 temperature_threshold_celsius threshold=max_operating,
+            fan.speed 0.01 fan_speed_ratio, gpu.power.draw 1 power_watts,
+            gpu.power.limit 1 power_limit_watts limit=management,
+            utilization.gpu 0.01 utilization_ratio engine=sm,
+            utilization.memory 0.01 utilization_ratio engine=memory,
+            utilization.encoder 0.01 utilization_ratio engine=encoder,
+            utilization.decoder 0.01 utilization_ratio engine=decoder,
+            clocks.sm 1e6 clock_hertz domain=sm, clocks.mem 1e6 clock_hertz domain=memory,
+            clocks.max.sm 1e6 clock_max_hertz domain=sm,
+            clocks.max.mem 1e6 clock_max_hertz domain=memory, pstate 1 performance_state,
+            ecc.mode.current 1 ecc_enabled, retired_pages.sbe 1 retired_pages cause=single_bit,
+            retired_pages.dbe 1 retired_pages cause=double_bit,
+            pcie.link.gen.current 1 pcie_link_generation,
+            pcie.link.gen.max 1 pcie_link_generation_max,
+            pcie.link.width.current 1 pcie_link_width_lanes,
+            pcie.link.width.max 1 pcie_link_width_max_lanes,
+            pcie.tx.throughput 1000 pcie_throughput_bytes_per_second direction=transmit,
             pcie.rx.throughput 1000 pcie_throughput_bytes_per_second direction=receive
-            """.strip().splitlines()]
+            """.split(",")]
         texts = {"name": "name", "serial": "serial", "part_number": "part_number",
                  "pci.bus_id": "pci_bus_id", "minor_number": "minor_number", "board_id": "board_id",
                  "gpu_position": "board_position", "uuid": "uuid"}
@@ -103,15 +98,6 @@ class Formats(unittest.TestCase):
                     for text, label in zip(row[len(columns):], texts.values()):
                         self.assertEqual(identities.get(str(gpu), {}).get(label, ""),
                                          "" if text in unknown else text, label)
-
-    def test_json_has_null_for_what_is_unknown(self):
-        with Machine("failing-host") as machine:
-            snapshot = json.loads(machine.run("zanctl-exporter", "--once", "--format=json").stdout)
-        self.assertEqual(snapshot["library"], "running")
-        self.assertIsNone(snapshot["driver_version"])
-        self.assertIsNone(snapshot["gpus"][0]["power"]["usage_watts"])
-        self.assertEqual(snapshot["gpus"][6]["memory"]["used_bytes"], 4 * 2**30)
-        self.assertEqual(snapshot["gpus"][7]["state"], "silent")
 
     def test_nothing_is_asked_that_is_not_shown(self):
         with Machine("one-gpu") as machine:
@@ -424,11 +410,15 @@ class Health(unittest.TestCase):
         run = machine.run("zanctl-health", *arguments)
         return run.returncode, run.stdout
 
-    def test_takes_every_holder_of_a_gpu_but_itself(self):
-        for entry, status in (({"kind": "dead"}, 2), ({"command": "holder", "lists": "all"}, 2),
-                              ({"kind": "self"}, 0)):
-            with Machine({"gpus": [{"processes": [entry]}]}) as machine:
-                self.assertEqual(self.check(machine, "--idle", "-q")[0], status)
+    def test_sees_whatever_holds_a_gpu(self):
+        vgpu = {"virtualization_mode": "vgpu", "vgpu": {"instances": [{"type": 1}]}}
+        for status, entry in ((0, {}), (0, {"processes": [{"kind": "self"}]}), (2, vgpu),
+                              (2, {"processes": [{"kind": "dead"}]}),
+                              (2, {"processes": [{"command": "a\nb", "lists": "all"}]})):
+            with self.subTest(entry), Machine({"gpus": [{}, entry],
+                                               "vgpu_types": [{"id": 1}]}) as machine:
+                found, text = self.check(machine, "--idle")
+                self.assertEqual((found, text.count("\n")), (status, 1), text)
 
     def test_says_when_it_cannot_find_out(self):
         hanging = {"gpus": [{}, {}],
@@ -436,6 +426,9 @@ class Health(unittest.TestCase):
         with Machine(hanging) as machine:
             self.assertEqual(self.check(machine, "--timeout=1"),
                              (3, "unknown: GPU 1 does not answer in time\n"))
+            for fault in ("--uuids=none", "--remember=none/none"):
+                status, text = self.check(machine, fault, "--json", "--timeout=1")
+                self.assertEqual((status, json.loads(text)["status"]), (3, 3))
         with Machine({"gpus": [{}], "library": False}) as machine:
             status, text = self.check(machine)
             self.assertEqual(status, 3)
