@@ -147,10 +147,8 @@ TEST(Completion, knowsEveryOptionInAHelp) {
   Host host = Host::described(twoGpus());
   std::vector<Case> cases = {
       {"zanctl-exporter --collect=power,vg", {"vgpu"}},
-      {"zanctl-exporter --once --format ", {"prometheus", "openmetrics", "json"}},
       {"zanctl-exporter --web.listen-address=:1 --web.l", {"--web.listen-address"}},
       {"zanctl-health -q -i 0,GPU-b", {kSecond}},
-      {"zantop --sort gpu-", {"gpu-memory"}},
       {"zantop --theme=", {"dark", "light"}},
       {"zansim --host one", {"one-gpu"}},
       {"zansim --virtual-clock -- printen", {"printenv"}},
