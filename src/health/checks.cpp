@@ -1,9 +1,10 @@
 #include "health/checks.h"
 
+#include "collector/gpu_names.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cctype>
 
 namespace zanctl::health {
 namespace {
@@ -11,19 +12,6 @@ namespace {
 using namespace collector;
 
 constexpr double kBytesPerMiB = 0x1p20;
-
-bool equalIgnoringCase(std::string_view a, std::string_view b) {
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](unsigned char x, unsigned char y) {
-    return std::tolower(x) == std::tolower(y);
-  });
-}
-
-bool isNamed(const Gpu& gpu, const std::string& name) {
-  const Identity& identity = gpu.readings.identity;
-  return (gpu.counted && name == fmt::to_string(gpu.index)) || name == gpu.uuid ||
-         identity.serial == name ||
-         (identity.pciBusId && equalIgnoringCase(*identity.pciBusId, name));
-}
 
 bool isChecked(const Gpu& gpu, const Options& options) {
   return options.only.empty() ||

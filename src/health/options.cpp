@@ -69,7 +69,7 @@ std::vector<LongOption> optionsInto(Options& options) {
       {"uuids", 0, "FILE", "The GPUs with these UUIDs must be there", setFile(options.uuidFile)},
       {"remember", 0, "FILE", "Write the UUIDs of the GPUs to this file and end",
        setFile(options.rememberFile)},
-      {"id", 'i', "GPUS", "Check only these: indices, UUIDs, serial numbers or bus ids",
+      {"id", 'i', "GPUS", "Check only these: indices, UUIDs or bus ids",
        [&options](const std::string& text) {
          for (const auto piece : splitAtCommas(text)) {
            if (!piece.empty()) options.only.emplace_back(piece);

@@ -21,6 +21,8 @@ int widthOf(const Utf8Character& character) {
   return wcwidth(static_cast<wchar_t>(character.codePoint));
 }
 
+bool isAscii(char c) { return static_cast<unsigned char>(c) < 0x80; }
+
 bool isPlain(std::string_view text) {
   return std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; });
 }
@@ -52,7 +54,6 @@ FittedText fitText(std::string_view text, int cells, Charset charset) {
 }
 
 CellText firstCell(std::string_view text) {
-  constexpr auto isAscii = [](char c) { return static_cast<unsigned char>(c) < 0x80; };
   if (isAscii(text[0]) && (text.size() == 1 || isAscii(text[1]))) return {1, 1};
   const Utf8Character first = firstCharacter(text);
   CellText cell{first.length, widthOf(first)};
@@ -109,7 +110,7 @@ Grid::Grid(Size size, Charset charset)
              static_cast<std::size_t>(std::max(size.height, 0))) {}
 
 void Grid::write(int x, int y, std::string_view text, int /*cells*/, Style style) {
-  auto at = cells_.begin() + y * size_.width + x;
+  auto at = cells_.begin() + std::ptrdiff_t{y} * size_.width + x;
   while (!text.empty()) {
     const CellText first = firstCell(text);
     *at++ = {std::string(text.substr(0, first.length)), style};
