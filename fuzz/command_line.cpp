@@ -45,42 +45,15 @@ void checkShape(Arguments arguments) {
 }
 
 std::vector<const std::string*> valuesOf(const CommandOptions& o) {
-  return {&o.id,
-          &o.filename,
-          &o.display,
-          &o.loop,
-          &o.queryGpu,
-          &o.format,
-          &o.ceMask,
-          &o.dmon.id,
-          &o.dmon.delay,
-          &o.dmon.count,
-          &o.dmon.options,
-          &o.dmon.filename,
-          &o.pmon.id,
-          &o.pmon.delay,
-          &o.pmon.count,
-          &o.pmon.options,
-          &o.pmon.filename,
-          &o.topo.id,
-          &o.topo.cpu,
-          &o.topo.nearestGpus,
-          &o.topo.p2pStatus,
-          &o.vgpu.id,
-          &o.vgpu.loop,
-          &o.stats.id,
-          &o.stats.filename,
-          &o.stats.display,
-          &o.stats.count,
-          &o.daemon.id,
-          &o.daemon.delay,
-          &o.daemon.path,
-          &o.daemon.join,
-          &o.replay.id,
-          &o.replay.begin,
-          &o.replay.end,
-          &o.replay.filename,
-          &o.queryComputeApps};
+  // clang-format off
+  return {&o.id, &o.filename, &o.display, &o.loop, &o.queryGpu, &o.format, &o.ceMask, &o.dmon.id,
+          &o.dmon.delay, &o.dmon.count, &o.dmon.options, &o.dmon.filename, &o.pmon.id, &o.pmon.delay,
+          &o.pmon.count, &o.pmon.options, &o.pmon.filename, &o.topo.id, &o.topo.cpu,
+          &o.topo.nearestGpus, &o.topo.p2pStatus, &o.vgpu.id, &o.vgpu.loop, &o.stats.id,
+          &o.stats.filename, &o.stats.display, &o.stats.count, &o.daemon.id, &o.daemon.delay,
+          &o.daemon.path, &o.daemon.join, &o.replay.id, &o.replay.begin, &o.replay.end,
+          &o.replay.filename, &o.queryComputeApps};
+  // clang-format on
 }
 
 // Whether the command line holds the value, as an argument of its own or behind "--name=".

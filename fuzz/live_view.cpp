@@ -42,7 +42,10 @@ KeyPress keyOf(std::uint8_t byte) {
   return {static_cast<KeyCode>(byte), 0, byte * 7, byte * 2};
 }
 
-Size sizeOf(std::uint8_t byte) { return {10 + byte * 3, 5 + byte % 50}; }
+// Drawing takes most of the time, and few keys change all of it.
+bool isDrawnAfter(std::uint8_t byte) { return byte % 8 == 0; }
+
+Size sizeOf(std::uint8_t byte) { return {10 + byte % 16 * 14, 5 + byte / 16 % 4 * 13}; }
 
 void pressOnMachine(std::string_view keys) {
   Host host;
@@ -55,8 +58,10 @@ void pressOnMachine(std::string_view keys) {
     if (byte >= 0x80) model.take(machine(byte));
     if (byte >= 0xC0) size = sizeOf(byte);
     const Frame frame = prepareFrame(model, view, host, size, circumstances);
-    Grid grid(size, Charset::unicode);
-    drawFrame(grid, frame);
+    if (isDrawnAfter(byte)) {
+      Grid grid(size, Charset::unicode);
+      drawFrame(grid, frame);
+    }
     expect(frame.rows.empty() || view.rowPlace < frame.rows.size() || !isEnough(size),
            "a row is chosen");
     press(view, keyOf(byte), surroundingsOf(frame, host));
@@ -73,11 +78,14 @@ void pressOnDay(std::string_view input) {
   for (const char key : input.substr(half)) {
     const LogLayout layout = layoutLog(size, data.gpus().size());
     settle(view, data, layout);
-    Grid grid(size, Charset::ascii);
-    drawLog(grid, data, view, layout, {"file", GraphKind::ascii});
+    const auto byte = static_cast<std::uint8_t>(key);
+    if (isDrawnAfter(byte)) {
+      Grid grid(size, Charset::ascii);
+      drawLog(grid, data, view, layout, {"file", GraphKind::ascii});
+    }
     expect(data.moments().empty() || view.moment < data.moments().size(),
            "the cursor is in the day");
-    press(view, keyOf(static_cast<std::uint8_t>(key)), data, layout);
+    press(view, keyOf(byte), data, layout);
   }
 }
 

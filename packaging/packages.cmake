@@ -104,8 +104,10 @@ over HTTP, or writes them into a file for the collector of such files.
 It goes on serving while a GPU or the management library hangs, and says so.
 Rules for Prometheus and dashboards for Grafana come with it.")
 set(CPACK_DEBIAN_ZANCTL-EXPORTER_PACKAGE_SOURCE zanctl)
-# Which makes the service's user.
-relate_package(zanctl-exporter Recommends systemd)
+# They make the service's user.
+set(CPACK_DEBIAN_ZANCTL-EXPORTER_PACKAGE_DEPENDS
+  "systemd | systemd-standalone-sysusers | systemd-sysusers")
+set(CPACK_RPM_zanctl-exporter_PACKAGE_REQUIRES_POST /usr/bin/systemd-sysusers)
 relate_package(zanctl-exporter Suggests zanctl)
 keep_settings(zanctl-exporter)
 

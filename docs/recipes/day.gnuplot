@@ -9,7 +9,8 @@ set yrange [0:*]
 set lmargin 9
 set grid
 set key outside right top
-samples(gpu) = sprintf("< awk '!/^#/ && $2 == %d' '%s'", gpu, log)
+# What could not be read is to leave a gap.
+samples(gpu) = sprintf("< awk '!/^#/ && $2 == %d { gsub(/-/, \"NaN\"); print }' '%s'", gpu, log)
 set ylabel "temperature (C)"
 plot for [gpu = 0:last] samples(gpu) using 1:4 with lines title sprintf("GPU %d", gpu)
 set ylabel "power (W)"

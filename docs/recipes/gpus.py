@@ -1,9 +1,12 @@
 #!/usr/bin/env python3
-"""Prints the GPUs as JSON, a line each; what cannot be read is null."""
+"""gpus.py [GPUS]: prints the GPUs as JSON, a line each; what cannot be read is null.
+
+Fails like gpu-values: when no GPU answers, or when there are not as many as GPUS.
+"""
 import json
 import subprocess
 import sys
-import tempfile
+from pathlib import Path
 
 PROPERTIES = ["index", "pci.bus_id", "memory.used", "utilization.gpu", "temperature.gpu"]
 
@@ -14,14 +17,8 @@ def value(text):
     return int(text) if text.isdigit() else text
 
 
-# The file gets the values alone; all else that zanctl says is for standard error.
-with tempfile.NamedTemporaryFile("r") as values:
-    query = ["zanctl", "--query-gpu", ",".join(PROPERTIES), "--format=csv,noheader,nounits"]
-    if subprocess.run([*query, "-f", values.name], stdout=sys.stderr).returncode != 0:
-        sys.exit("gpus.py: zanctl failed")
-    lines = values.readlines()
-if not lines:
-    sys.exit("gpus.py: no GPU answers")
-for line in lines:
-    texts = line.rstrip("\n").split(", ")
-    print(json.dumps(dict(zip(PROPERTIES, map(value, texts), strict=True))))
+query = [Path(__file__).with_name("gpu-values"), ",".join(PROPERTIES), *sys.argv[1:]]
+answer = subprocess.run(query, stdout=subprocess.PIPE, text=True)
+for line in answer.stdout.splitlines():
+    print(json.dumps(dict(zip(PROPERTIES, map(value, line.split(", ")), strict=True))))
+sys.exit(answer.returncode)

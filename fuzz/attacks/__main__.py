@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""attacks BIN LIBRARY SCRATCH [KIND...]: attacks zanctl and zansim through what surrounds them.
+"""attacks BIN LIBRARY SCRATCH [KIND...]: attacks the programs through what surrounds them.
 
 LIBRARY is hostile_library.c as a shared object, BIN the directory of the programs and SCRATCH an
 empty directory. Prints for each kind of attack how many runs there were and how many went wrong,
@@ -11,6 +11,7 @@ import common
 import daemon
 import library
 import limits
+import programs
 import resets
 import state
 
@@ -18,6 +19,8 @@ KINDS = {
     "modes": library.attack_modes,
     "random": library.attack_random,
     "operations": library.attack_operations,
+    "programs": programs.attack_programs,
+    "logs": programs.attack_logs,
     "texts": library.attack_texts,
     "names": library.attack_names,
     "memory": limits.attack_memory,

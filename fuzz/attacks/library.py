@@ -25,7 +25,7 @@ MODES = ["", "noise", "errno", "null", "repeated", "unterminated", "growing", "l
 NASTY = [b"\x1b]52;c;Zm9v\x07", b"a\nFORGED b\rFORGED\x0bFORGED\x0cFORGED", b"\x9b31m\x9d0;x\x9c",
          "\u202eevil\u202c\u2066x\u2069".encode(), "\u0085FORGED\u009b2J".encode(), b"\xc3\x28\xe2\x28\xa1",
          b"\xf0\x9f\x98", b"\xed\xa0\x80\xf4\x90\x80\x80\xc0\xaf", b"\x7f\x08\x08\t\x1b[2K",
-         "\U0001f600\u4e2d\u0301".encode(), b"%s%n%x{}{0}{:>999999}", b"\xff\xfe\xfd", b"\x1b", b"\n"]
+         "\U0001f600\ufffe\uffff\u0301".encode(), b"%s%n%x{}{0}{:>999999}", b"\xff\xfe\xfd", b"\x1b", b"\n"]
 
 
 def attack_modes():

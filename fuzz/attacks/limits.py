@@ -4,7 +4,7 @@ import os
 import resource
 import signal
 
-from common import (COMMANDS, ENVIRONMENT, Kind, LIBRARY, NOISE, SCRATCH, hostile, run, sound, with_limit)
+from common import (BIN, COMMANDS, ENVIRONMENT, Kind, LIBRARY, NOISE, SCRATCH, hostile, run, sound, with_limit)
 
 
 WITH_FILE = [(), ("-q",), ("-q", "-x"), ("dmon", "-c", "3"), ("pmon", "-c", "3"), ("stats", "-c", "2"),
@@ -13,8 +13,11 @@ WITH_FILE = [(), ("-q",), ("-q", "-x"), ("dmon", "-c", "3"), ("pmon", "-c", "3")
 
 def attack_memory():
     with Kind("little memory") as kind:
+        statuses = {"zanctl": {0, 255}, "zanctl-health": {2, 3}, "zantop": {0, 1}}
+
         def works(command, size):
-            return run(command, hostile("vgpu"), preexec_fn=with_limit(resource.RLIMIT_AS, size)).status
+            return run(command[1:], hostile("vgpu"), program=BIN / command[0],
+                       preexec_fn=with_limit(resource.RLIMIT_AS, size)).status
 
         def attack(command):
             low, high = 1 << 20, 1 << 28
@@ -29,10 +32,12 @@ def attack_memory():
                 status = works(command, size)
                 kind.runs += 1
                 loads = loads or status not in of_loader
-                kind.expect(status in ({0, 255} if loads else of_loader), status, "with", size,
-                            *command)
-        kind.each(attack, [(), ("-q", "-x"), ("topo", "-m"), ("pmon", "-c", "1"), ("vgpu", "-q"),
-                           ("--query-compute-apps=name", "--format=csv"), ("dmon", "-c", "1")])
+                kind.expect(status in (statuses[command[0]] if loads else of_loader), status, "with",
+                            size, *command)
+        rows = [(), ("-q", "-x"), ("topo", "-m"), ("pmon", "-c", "1"), ("vgpu", "-q"),
+                ("--query-compute-apps=name", "--format=csv"), ("dmon", "-c", "1")]
+        kind.each(attack, [("zanctl", *row) for row in rows] +
+                  [("zanctl-health",), ("zantop", "--batch")])
 
 
 def attack_limits():

@@ -142,6 +142,7 @@ std::vector<Word> withoutHelp(std::span<const std::string_view> names) {
 template <typename Table>
 std::vector<Word> namesIn(const Table& table) {
   std::vector<Word> words;
+  words.reserve(table.size());
   for (const auto& row : table) words.push_back({std::string(row.name), ""});
   return words;
 }

@@ -44,6 +44,12 @@ void Node::complain(std::string_view reason) const {
   problems_.push_back({value_.line, fmt::format("{}: {}", where.empty() ? "/" : where, reason)});
 }
 
+bool Node::isSaid(std::string_view text) const {
+  return std::any_of(problems_.begin(), problems_.end(), [&](const Problem& problem) {
+    return problem.text.find(text) != std::string::npos;
+  });
+}
+
 void Node::complainExpected(std::string_view wanted) const {
   complain(fmt::format("expected {}, not {}", wanted, shown(value_)));
 }
@@ -69,10 +75,13 @@ void Members::refuseOthers() const {
   std::sort(known.begin(), known.end());
   for (const Member& member : members_) {
     if (std::binary_search(known.begin(), known.end(), member.key)) continue;
-    const std::string hint = suggestion(member.key, known);
-    object_.member(member).complain(
-        hint.empty() ? fmt::format("unknown key, the keys here are {}", fmt::join(known, ", "))
-                     : "unknown key" + hint);
+    std::string hint = suggestion(member.key, known);
+    if (hint.empty()) {
+      hint = fmt::format(", the keys here are {}", fmt::join(known, ", "));
+      // A long list helps once.
+      if (object_.isSaid(hint)) hint.clear();
+    }
+    object_.member(member).complain("unknown key" + hint);
   }
 }
 

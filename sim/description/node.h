@@ -35,6 +35,9 @@ class Node {
   // Notes that something is wrong here.
   void complain(std::string_view reason) const;
 
+  // Whether a complaint about this description holds this text.
+  bool isSaid(std::string_view text) const;
+
   // Notes that this value is none of what is wanted, and says what it is.
   void complainExpected(std::string_view wanted) const;
 

@@ -15,6 +15,7 @@ namespace {
 struct Setting {
   unsigned gpu = 0;
   std::string path;  // as that of an attribute
+  bool isTakenBack = false;
   Value value;
 };
 
@@ -36,6 +37,7 @@ bool parse(const std::string& text, Setting& setting) {
   if (error != std::errc() || stop == end || *stop != '.') return false;
   setting.path.assign(stop + 1, end);
   std::replace(setting.path.begin(), setting.path.end(), '.', '/');
+  setting.isTakenBack = equals + 1 == text.size();
   setting.value = readValue(text.substr(equals + 1));
   return true;
 }
@@ -64,29 +66,41 @@ bool setAttribute(const Node& node, const std::string& path, Gpu& gpu) {
   return true;
 }
 
+// Names are written with dots here, and with slashes in the tables.
+std::string unknownName(const std::string& path) {
+  std::vector<std::string_view> known{"lost"};
+  for (const NumberRow& row : kNumberRows) known.push_back(row.path);
+  for (const TextRow& row : kTextRows) known.push_back(row.path);
+  std::string message =
+      fmt::format("a GPU has no \"{}\" that can be set{}", path, suggestion(path, known));
+  std::replace(message.begin(), message.end(), '/', '.');
+  return message;
+}
+
+// The whole value has no place to be named.
+std::string onlyProblem(const std::vector<Problem>& problems) {
+  constexpr std::string_view kWhole = "/: ";
+  if (problems.empty()) return "";
+  const std::string& text = problems.front().text;
+  return text.starts_with(kWhole) ? text.substr(kWhole.size()) : text;
+}
+
 }  // namespace
 
 std::string applySetting(const std::string& text, Host& host) {
   Setting setting;
   if (!parse(text, setting)) return "expected a setting like \"gpu0.temperature=95\"";
-  if (setting.gpu >= host.gpus.size()) return fmt::format("there is no GPU {}", setting.gpu);
   std::vector<Problem> problems;
   const Node node(setting.value, problems);
+  if (!expectIndex(node, "GPU", host.gpus.size(), setting.gpu)) return onlyProblem(problems);
   bool lost = false;
   if (setting.path == "lost") {
     readBool(node, lost);
     setLost(setting.gpu, lost, host.faults);
   } else if (!setAttribute(node, setting.path, host.gpus[setting.gpu])) {
-    std::vector<std::string_view> known{"lost"};
-    for (const NumberRow& row : kNumberRows) known.push_back(row.path);
-    for (const TextRow& row : kTextRows) known.push_back(row.path);
-    return fmt::format("a GPU has no \"{}\" that can be set{}", setting.path,
-                       suggestion(setting.path, known));
+    return unknownName(setting.path);
   }
-  if (problems.empty()) return "";
-  // The whole value has no name of its own.
-  const std::string& problem = problems.front().text;
-  return problem.starts_with("/: ") ? problem.substr(3) : problem;
+  return setting.isTakenBack ? "" : onlyProblem(problems);
 }
 
 std::vector<std::string> linesOf(const std::string& text) {

@@ -136,7 +136,8 @@ void readSignal(const Node& node, const NumberRule& rule, NumberSource& source) 
   if (rule.form == Form::pair) return node.complain("this attribute cannot be a signal");
   Signal signal;
   readObject(node, [&](Members& members) {
-    if (!members.read("signal", readShape, signal.shape)) {
+    const bool hasShape = members.read("signal", readShape, signal.shape);
+    if (!hasShape) {
       node.complain(R"(a signal needs "signal": "sine", "ramp", "steps" or "walk")");
     }
     const bool hasMin = members.read("min", readLevel, rule, signal.min);
@@ -151,7 +152,7 @@ void readSignal(const Node& node, const NumberRule& rule, NumberSource& source) 
     // What happens once begins with the machine.
     if (signal.once) signal.after = std::max<Time>(0, signal.after);
     const bool isSteps = signal.shape == Signal::Shape::steps;
-    if (isSteps != hasValues || isSteps == hasMin || isSteps == hasMax) {
+    if (hasShape && (isSteps != hasValues || isSteps == hasMin || isSteps == hasMax)) {
       node.complain(isSteps ? "a \"steps\" signal has \"values\", and neither \"min\" nor \"max\""
                             : "this signal has \"min\" and \"max\", and no \"values\"");
     } else if (signal.min > signal.max) {
@@ -266,7 +267,9 @@ void readText(const Node& node, std::size_t longest, std::string& target) {
 
 bool expectIndex(const Node& node, std::string_view what, std::size_t count, unsigned index) {
   if (index < count) return true;
-  const std::string has = count == 0 ? "none" : fmt::format("0 to {}", count - 1);
+  const std::string has = count == 0   ? "none"
+                          : count == 1 ? "only 0"
+                                       : fmt::format("0 to {}", count - 1);
   node.complain(fmt::format("there is no {} {}, the machine has {}", what, index, has));
   return false;
 }

@@ -135,6 +135,13 @@ std::vector<std::string> userShell(const Options& options) {
   return {shell == nullptr || *shell == '\0' ? "/bin/sh" : shell};
 }
 
+void expectSettings(const std::vector<std::string>& settings, Host host) {
+  for (const std::string& setting : settings) {
+    const std::string problem = applySetting(setting, host);
+    if (!problem.empty()) throw std::runtime_error(fmt::format("{}: {}", setting, problem));
+  }
+}
+
 int runOnMachine(const Options& options, const Layout& layout) {
   const std::string file = std::filesystem::absolute(findHost(layout, options.host));
   const HostReading reading = readHostFile(file);
@@ -143,9 +150,11 @@ int runOnMachine(const Options& options, const Layout& layout) {
     return kLauncherFailed;
   }
   const Host& host = *reading.host;
+  expectSettings(options.settings, host);
   blockSignals();
   const Time now = wallNow();
   const StateDirectory directory(options.state, options.startTime.value_or(now));
+  directory.addSettings(options.settings);
   directory.furnish(host);
   SharedState state(directory.path());
   Environment environment = machineEnvironment(options, layout, host, directory);
@@ -164,16 +173,14 @@ int showState(const Options& options) {
 }
 
 int setValues(const Options& options) {
-  // Whatever the machine has, a setting can be checked but for the number of its GPUs.
-  Host any;
-  any.gpus.resize(kMaxGpus);
-  for (const std::string& setting : options.settings) {
-    if (setting.ends_with('=')) continue;
-    const std::string problem = applySetting(setting, any);
-    if (!problem.empty()) throw std::runtime_error(fmt::format("{}: {}", setting, problem));
-  }
   const SharedState running(options.state);
-  StateDirectory(options.state, running->origin).addSettings(options.settings);
+  const StateDirectory directory(options.state, running->origin);
+  // Of the machine's description no more is known here than how many GPUs have a node.
+  const std::size_t nodes = directory.gpuNodes();
+  Host likeIt;
+  likeIt.gpus.resize(nodes == 0 ? kMaxGpus : nodes);
+  expectSettings(options.settings, likeIt);
+  directory.addSettings(options.settings);
   return 0;
 }
 
@@ -183,7 +190,7 @@ int run(const Options& options) {
   if (options.list) return listHosts(layout);
   if (options.example) return printExample(layout);
   if (options.showState) return showState(options);
-  if (!options.settings.empty()) return setValues(options);
+  if (!options.settings.empty() && options.command.empty()) return setValues(options);
   return runOnMachine(options, layout);
 }
 

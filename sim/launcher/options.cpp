@@ -75,8 +75,10 @@ void addOptions(CLI::App& app, Options& options) {
                "Only print what the commands on the machine of --state have changed");
   app.add_option(
          "--set", options.settings,
-         "Only set a value of the machine of --state, such as gpu0.temperature=95, which the "
-         "programs on it see at once; gpu0.lost=false finds a lost GPU again")
+         "Set a value of the machine, such as gpu0.temperature=95, before the command; without "
+         "one, "
+         "only set it on the machine of --state, whose programs see it at once. gpu0.lost=false "
+         "finds a lost GPU again")
       ->type_name("VALUE")
       ->allow_extra_args(false);
 }
@@ -132,8 +134,9 @@ ParsedOptions parseOptions(int argc, char** argv) {
     parsed.exitStatus = status == 0 ? 0 : kLauncherFailed;
     return parsed;
   }
-  if ((options.showState || !options.settings.empty()) && options.state.empty()) {
-    std::cerr << "zansim: " << (options.showState ? "--show-state" : "--set")
+  const bool onlySets = !options.settings.empty() && options.command.empty();
+  if ((options.showState || onlySets) && options.state.empty()) {
+    std::cerr << "zansim: " << (options.showState ? "--show-state" : "--set without a command")
               << " needs --state\nRun with --help for more information.\n";
     parsed.exitStatus = kLauncherFailed;
   }

@@ -16,6 +16,7 @@
 #include <fnmatch.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 namespace zansim {
@@ -41,8 +42,10 @@ struct stat statusOf(int directory) {
 }
 
 bool isOwn(int directory) {
+  // Within a machine the C library's function tells the user that the machine shows.
+  const auto user = static_cast<uid_t>(syscall(SYS_geteuid));
   const struct stat status = statusOf(directory);
-  return status.st_uid == geteuid() && (status.st_mode & kOthersMayWrite) == 0;
+  return status.st_uid == user && (status.st_mode & kOthersMayWrite) == 0;
 }
 
 std::string markText(int directory) { return fmt::format("{}\n", statusOf(directory).st_ino); }
@@ -218,7 +221,7 @@ void furnishDevices(int state, const std::string& path, const Host& host) {
   for (const std::string& name : wanted) {
     const Descriptor node(openat(devices.number(), name.c_str(),
                                  O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0644),
-                          path + "/dev/" + name);
+                          fmt::format("{}/dev/{}", path, name));
   }
   if (wanted.empty() && unlinkat(state, "dev", AT_REMOVEDIR) != 0) throwSystemError(path + "/dev");
 }
@@ -248,7 +251,17 @@ void StateDirectory::writeProcessTable(const std::string& table) const {
   writeFile(directory_.number(), path_, processTableName(), table);
 }
 
+std::size_t StateDirectory::gpuNodes() const {
+  const Descriptor devices(openat(directory_.number(), "dev", kDirectoryFlags | O_NOFOLLOW));
+  if (devices.number() < 0) return 0;
+  const std::set<std::string> names = namesIn(devices.number());
+  return static_cast<std::size_t>(std::count_if(
+      names.begin(), names.end(),
+      [](const std::string& name) { return fnmatch("zanthe[0-9]*", name.c_str(), 0) == 0; }));
+}
+
 void StateDirectory::addSettings(const std::vector<std::string>& settings) const {
+  if (settings.empty()) return;
   std::string lines = settingsIn(path_);
   for (const std::string& setting : settings) lines = addSetting(lines, setting);
   writeFile(directory_.number(), path_, kSettingsFileName, lines);

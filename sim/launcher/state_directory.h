@@ -29,6 +29,9 @@ class StateDirectory {
   std::string processTable() const { return path_ + "/" + processTableName(); }
   void writeProcessTable(const std::string& table) const;
 
+  // How many GPUs have a device node; 0 also where the machine has no driver.
+  std::size_t gpuNodes() const;
+
   // Adds lines like "gpu0.temperature=95" to those that the programs on the machine heed.
   void addSettings(const std::vector<std::string>& settings) const;
 

@@ -39,6 +39,9 @@ SharedState::SharedState(Time origin) : state_(map(-1, MAP_PRIVATE | MAP_ANONYMO
 SharedState::SharedState(const std::string& directory) {
   const std::string path = directory + "/" + kStateFileName;
   const Descriptor file = openState(AT_FDCWD, path);
+  if (file.number() < 0 && errno == ENOENT) {
+    throw std::runtime_error(directory + ": no machine has its state here");
+  }
   if (file.number() < 0) throwSystemError(path);
   if (!isState(file)) throw std::runtime_error(path + ": not the state of a simulated machine");
   state_ = map(file.number(), MAP_SHARED, path);

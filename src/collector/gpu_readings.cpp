@@ -193,7 +193,9 @@ std::string cutName(std::string name) {
   return name;
 }
 
-std::vector<Process> listedProcesses(const std::vector<nvmlProcessInfo_t>& list, bool named) {
+std::vector<Process> listedProcesses(const std::vector<nvmlProcessInfo_t>& list, Groups groups) {
+  const bool everyHolder = (groups & kHolders) != 0;
+  const bool named = (groups & (kProcessNames | kHolders)) != 0;
   std::map<std::uint32_t, BigNumber> memoryByPid;
   for (const nvmlProcessInfo_t& entry : list) {
     const auto [process, isNew] = memoryByPid.try_emplace(entry.pid, std::nullopt);
@@ -201,10 +203,14 @@ std::vector<Process> listedProcesses(const std::vector<nvmlProcessInfo_t>& list,
       process->second = process->second.value_or(0) + entry.usedGpuMemory;
     }
   }
+  if (everyHolder) {
+    for (const std::uint32_t pid : reader().readAllProcesses()) memoryByPid.try_emplace(pid);
+    memoryByPid.erase(ownProcessId());
+  }
   if (named) refreshVgpuProcessTable();
   std::vector<Process> processes;
   for (const auto& [pid, memory] : memoryByPid) {
-    if (!processExists(static_cast<std::int32_t>(pid))) continue;
+    if (!everyHolder && !processExists(static_cast<std::int32_t>(pid))) continue;
     processes.push_back({pid, memory, named ? cutName(programName(pid)) : std::string()});
   }
   return processes;
@@ -214,8 +220,8 @@ void readProcesses(Answers& answers, Groups groups, Readings& readings) {
   const auto list = answers.raw(attributes::computeProcesses());
   if (!list) return;
   readings.processCount = static_cast<std::uint32_t>(list->size());
-  if ((groups & (kProcessList | kProcessNames)) == 0 || list->size() > kMaxListed) return;
-  readings.processes = listedProcesses(*list, (groups & kProcessNames) != 0);
+  if ((groups & ~kProcesses) == 0 || list->size() > kMaxListed) return;
+  readings.processes = listedProcesses(*list, groups);
 }
 
 std::map<std::uint32_t, Utilization> lastVgpuSamples(Answers& answers) {
@@ -262,7 +268,8 @@ void readGroups(Answers& answers, Groups groups, Readings& readings) {
   if (wants(kMemory)) readings.memory = readMemory(answers);
   if (wants(kPcie)) readings.pcie = readPcie(answers);
   if (wants(kPcieThroughput)) readings.pcieThroughput = readPcieThroughput(answers);
-  if (wants(kProcesses | kProcessList | kProcessNames)) readProcesses(answers, groups, readings);
+  constexpr Groups kAnyProcesses = kProcesses | kProcessList | kProcessNames | kHolders;
+  if (wants(kAnyProcesses)) readProcesses(answers, groups & kAnyProcesses, readings);
   if (wants(kVgpu)) readVgpus(answers, readings);
 }
 

@@ -25,6 +25,9 @@ inline constexpr Groups kVgpu = 1U << 10U;
 inline constexpr Groups kProcessList = 1U << 11U;   // pid and memory of each process
 inline constexpr Groups kProcessNames = 1U << 12U;  // the list with names
 inline constexpr Groups kLinks = 1U << 13U;         // how each GPU is connected to the others
+// Whatever holds the GPU, in place of the list: also processes that do not compute, that are gone
+// or out of sight, but not the collector's own.
+inline constexpr Groups kHolders = 1U << 14U;
 
 struct NamedGroup {
   std::string_view name;

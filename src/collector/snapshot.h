@@ -96,7 +96,8 @@ struct PcieThroughput {
 };
 
 // A compute process. One that the library lists twice is here once, with the sum of its memory; one
-// that is gone is left out.
+// that is gone is left out. With the group of holders it is any process, and without a name when it
+// is gone.
 struct Process {
   std::uint32_t pid;
   BigNumber memoryUsed;  // bytes

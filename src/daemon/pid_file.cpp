@@ -53,7 +53,8 @@ bool standsUnder(const char* name, const Descriptor& file) {
 
 }  // namespace
 
-PidFile::PidFile() : file_(::open(kPidFile, O_RDWR | O_CREAT | O_CLOEXEC, kPidFileMode)) {}
+PidFile::PidFile()
+    : file_(::open(kPidFile, O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, kPidFileMode)) {}
 
 PidFile::Lock PidFile::lock() {
   for (int attempt = 0; attempt < kAttempts; ++attempt) {

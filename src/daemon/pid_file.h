@@ -15,7 +15,7 @@ inline constexpr const char* kPidFile = "/var/run/zanctl_daemon.pid";
 
 class PidFile {
  public:
-  // Opens the file, which is created where there is none.
+  // Opens the file, which is created where there is none; not where a link stands in its place.
   PidFile();
 
   [[nodiscard]] bool isOpen() const { return file_.isOpen(); }

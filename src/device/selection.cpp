@@ -3,39 +3,14 @@
 #include "device/attributes.h"
 #include "device/number_text.h"
 
-#include <optional>
-
 namespace zanctl {
 namespace {
 
 constexpr std::string_view kUuidTemplate = "GPU-xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx";
 constexpr std::size_t kMaxBusIdFieldDigits = 8;
 
-struct BusId {
-  std::uint64_t domain = 0;
-  std::uint64_t bus = 0;
-  std::uint64_t device = 0;
-};
-
 std::optional<std::uint64_t> busIdField(std::string_view text) {
   return text.size() <= kMaxBusIdFieldDigits ? wholeNumber(text, 16) : std::nullopt;
-}
-
-// "[[domain:]bus:]device.function".
-std::optional<BusId> parseBusId(std::string_view text) {
-  const std::size_t dot = text.rfind('.');
-  if (dot == std::string_view::npos || !busIdField(text.substr(dot + 1))) return std::nullopt;
-  text = text.substr(0, dot);
-  BusId id;
-  for (std::uint64_t* field : {&id.device, &id.bus, &id.domain}) {
-    const std::size_t colon = text.rfind(':');
-    const auto value = busIdField(colon == std::string_view::npos ? text : text.substr(colon + 1));
-    if (!value) return std::nullopt;
-    *field = *value;
-    if (colon == std::string_view::npos) return id;
-    text = text.substr(0, colon);
-  }
-  return std::nullopt;
 }
 
 // The first GPU that the predicate, which reads the current GPU, holds for.
@@ -60,6 +35,22 @@ std::int32_t resolveBusId(const BusId& id) {
 }
 
 }  // namespace
+
+std::optional<BusId> parseBusId(std::string_view text) {
+  const std::size_t dot = text.rfind('.');
+  if (dot == std::string_view::npos || !busIdField(text.substr(dot + 1))) return std::nullopt;
+  text = text.substr(0, dot);
+  BusId id;
+  for (std::uint64_t* field : {&id.device, &id.bus, &id.domain}) {
+    const std::size_t colon = text.rfind(':');
+    const auto value = busIdField(colon == std::string_view::npos ? text : text.substr(colon + 1));
+    if (!value) return std::nullopt;
+    *field = *value;
+    if (colon == std::string_view::npos) return id;
+    text = text.substr(0, colon);
+  }
+  return std::nullopt;
+}
 
 bool isSelected(const DeviceSet& selection, std::uint32_t index) {
   return selection.empty() || selection.contains(static_cast<std::int32_t>(index));

@@ -4,6 +4,7 @@
 #include "device/session.h"
 
 #include <cstdint>
+#include <optional>
 #include <set>
 #include <string_view>
 
@@ -11,6 +12,17 @@ namespace zanctl {
 
 // GPU indices, ascending; empty means every GPU.
 using DeviceSet = std::set<std::int32_t>;
+
+struct BusId {
+  std::uint64_t domain = 0;
+  std::uint64_t bus = 0;
+  std::uint64_t device = 0;
+
+  friend bool operator==(const BusId&, const BusId&) = default;
+};
+
+// "[[domain:]bus:]device.function" in hexadecimal digits; empty for any other text.
+std::optional<BusId> parseBusId(std::string_view text);
 
 bool isSelected(const DeviceSet& selection, std::uint32_t index);
 

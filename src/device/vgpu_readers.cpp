@@ -16,6 +16,16 @@ namespace {
 constexpr int kMiBShift = 20;
 constexpr unsigned long long kSinceEver = 0;
 
+// A library that lists more vGPUs or types is out of its mind, and each takes a record.
+constexpr std::size_t kMostListed = 65'536;
+
+// Of vGPUs or types; no value when unavailable.
+template <typename ListCall>
+std::optional<std::vector<std::uint32_t>> readIds(const ListCall& call) {
+  auto ids = readListIfAny<std::uint32_t>(call);
+  return ids && ids->size() > kMostListed ? std::nullopt : std::move(ids);
+}
+
 // Reads the text that `call(buffer, size)` writes.
 template <unsigned int size, typename TextCall>
 std::optional<std::string> textIfAny(const TextCall& call) {
@@ -152,7 +162,7 @@ bool isInVgpuMode() {
 }
 
 std::optional<std::vector<std::uint32_t>> activeVgpuIds() {
-  return readListIfAny<nvmlVgpuInstance_t>([](unsigned int* count, nvmlVgpuInstance_t* ids) {
+  return readIds([](unsigned int* count, nvmlVgpuInstance_t* ids) {
     return callOnCurrentDevice(library().nvmlDeviceGetActiveVgpus, count, ids);
   });
 }
@@ -228,13 +238,13 @@ std::vector<VgpuProcessSample> readVgpuProcessSamples() {
 std::vector<VgpuType> readVgpuTypes(VgpuTypes which, VgpuDetail detail) {
   const auto& operation = which == VgpuTypes::supported ? library().nvmlDeviceGetSupportedVgpus
                                                         : library().nvmlDeviceGetCreatableVgpus;
-  const auto ids =
-      readList<nvmlVgpuTypeId_t>([&operation](unsigned int* count, nvmlVgpuTypeId_t* entries) {
-        return callOnCurrentDevice(operation, count, entries);
-      });
+  const auto ids = readIds([&operation](unsigned int* count, nvmlVgpuTypeId_t* entries) {
+    return callOnCurrentDevice(operation, count, entries);
+  });
   std::vector<VgpuType> types;
-  types.reserve(ids.size());
-  for (const nvmlVgpuTypeId_t id : ids) types.push_back(readType(id, detail));
+  if (!ids) return types;
+  types.reserve(ids->size());
+  for (const nvmlVgpuTypeId_t id : *ids) types.push_back(readType(id, detail));
   return types;
 }
 

@@ -1,15 +1,16 @@
 #include "exporter/listeners.h"
 
+#include "device/number_text.h"
+
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
-#include <charconv>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <optional>
-#include <string_view>
 
 #include <fcntl.h>
 #include <netdb.h>
@@ -23,26 +24,19 @@ namespace {
 
 constexpr int kFirstPassed = 3;
 constexpr int kBacklog = 128;
-constexpr int kHighestPort = 65535;
+constexpr std::uint64_t kHighestPort = 65535;
+constexpr std::uint64_t kMostPassed = 1024;
 
 struct HostAndPort {
   std::string host;  // empty for all addresses
   std::string port;
 };
 
-// The whole text as a decimal number; empty when it is none.
-std::optional<int> decimalIn(std::string_view text) {
-  int number = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error != std::errc() || end != text.data() + text.size() || number < 0) return std::nullopt;
-  return number;
-}
-
 std::optional<HostAndPort> split(const std::string& address) {
   const std::size_t colon = address.rfind(':');
   if (colon == std::string::npos || colon + 1 == address.size()) return std::nullopt;
   HostAndPort parts{address.substr(0, colon), address.substr(colon + 1)};
-  if (decimalIn(parts.port).value_or(kHighestPort + 1) > kHighestPort) return std::nullopt;
+  if (wholeNumber(parts.port, 10).value_or(kHighestPort + 1) > kHighestPort) return std::nullopt;
   std::string& host = parts.host;
   if (host.size() >= 2 && host.front() == '[' && host.back() == ']') {
     host = host.substr(1, host.size() - 2);
@@ -117,8 +111,10 @@ std::vector<int> passedListeners() {
   const char* pid = getenv("LISTEN_PID");
   const char* count = getenv("LISTEN_FDS");
   std::vector<int> listeners;
-  if (pid != nullptr && count != nullptr && decimalIn(pid) == getpid()) {
-    for (int i = 0; i < decimalIn(count).value_or(0); ++i) {
+  if (pid != nullptr && count != nullptr &&
+      wholeNumber(pid, 10) == static_cast<std::uint64_t>(getpid())) {
+    const std::uint64_t passed = std::min(wholeNumber(count, 10).value_or(0), kMostPassed);
+    for (int i = 0; i < static_cast<int>(passed); ++i) {
       const int socket = kFirstPassed + i;
       int listens = 0;
       socklen_t size = sizeof listens;

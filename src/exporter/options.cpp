@@ -18,8 +18,8 @@ using collector::Groups;
 // What is wrong with the value; empty when nothing is.
 using Problem = std::string;
 
-Problem parseGroups(std::string_view text, Groups& groups) {
-  groups = 0;
+// Adds to the groups, as options that are repeated do.
+Problem addGroups(std::string_view text, Groups& groups) {
   while (!text.empty()) {
     const std::string_view name = text.substr(0, text.find(','));
     text.remove_prefix(std::min(name.size() + 1, text.size()));
@@ -67,9 +67,11 @@ std::vector<LongOption> optionsInto(Draft& draft) {
       {"web.systemd-socket", 0, nullptr, "Use the sockets that systemd passes",
        setFlag(options.systemdSocket)},
       {"collect", 0, "GROUPS", "Collect these groups, separated by commas, and no others",
-       [&draft](const auto& value) { return parseGroups(value, draft.collect.emplace()); }},
+       [&draft](const auto& value) {
+         return addGroups(value, draft.collect ? *draft.collect : draft.collect.emplace());
+       }},
       {"no-collect", 0, "GROUPS", "Do not collect these groups",
-       [&draft](const auto& value) { return parseGroups(value, draft.noCollect); }},
+       [&draft](const auto& value) { return addGroups(value, draft.noCollect); }},
       {"processes", 0, nullptr, "Add the memory of each compute process", setFlag(draft.processes)},
       {"textfile", 0, "PATH", "Write the metrics to this file and end", setFile(options.textfile)},
       {"once", 0, nullptr, "Print the metrics and end", setFlag(options.once)},

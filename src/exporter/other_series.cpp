@@ -69,7 +69,10 @@ void writeDriverInfo(const Scrape& scrape, Sink& sink) {
 
 void writeUp(const Scrape& scrape, Sink& sink) {
   const auto& gpus = scrape.snapshot().gpus;
+  // UUIDs of GPUs that are gone may differ only in what no label can hold.
+  std::set<std::string_view> shown;
   for (std::size_t n = 0; n < gpus.size(); ++n) {
+    if (!shown.insert(scrape.gpuLabels(n)).second) continue;
     sink.sample(scrape.gpuLabels(n), gpus[n].state == GpuState::up ? 1 : 0);
   }
 }

@@ -1,9 +1,10 @@
 #include "health/checks.h"
 
+#include "collector/gpu_names.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cctype>
 
 namespace zanctl::health {
 namespace {
@@ -11,19 +12,6 @@ namespace {
 using namespace collector;
 
 constexpr double kBytesPerMiB = 0x1p20;
-
-bool equalIgnoringCase(std::string_view a, std::string_view b) {
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](unsigned char x, unsigned char y) {
-    return std::tolower(x) == std::tolower(y);
-  });
-}
-
-bool isNamed(const Gpu& gpu, const std::string& name) {
-  const Identity& identity = gpu.readings.identity;
-  return (gpu.counted && name == fmt::to_string(gpu.index)) || name == gpu.uuid ||
-         identity.serial == name ||
-         (identity.pciBusId && equalIgnoringCase(*identity.pciBusId, name));
-}
 
 bool isChecked(const Gpu& gpu, const Options& options) {
   return options.only.empty() ||
@@ -84,7 +72,7 @@ class Checks {
     }
     if (snapshot_.resetInProgress == 1U) add(Severity::critical, "GPUs are being reset");
     for (const std::string& name : options_.only) {
-      const bool there = std::any_of(snapshot_.gpus.begin(), snapshot_.gpus.end(),
+      const bool there = std::any_of(gpus_.begin(), gpus_.end(),
                                      [&name](const Gpu& gpu) { return isNamed(gpu, name); });
       if (!there) add(Severity::critical, fmt::format("there is no GPU {}", name));
     }
@@ -118,7 +106,7 @@ class Checks {
         checkTemperature(gpu);
         checkMemory(gpu);
         checkLink(gpu);
-        checkProcesses(gpu);
+        checkHolders(gpu);
         break;
       case GpuState::silent:
         add(Severity::critical, gpu, "answers nothing");
@@ -155,10 +143,6 @@ class Checks {
         *readings.eccEnabled != *readings.eccPending) {
       add(Severity::warning, gpu, "changes its error correction with the next reset");
     }
-    if (readings.doubleBitPages.value_or(0) > 0) {
-      add(Severity::warning, gpu,
-          fmt::format("has retired pages for double-bit errors: {}", *readings.doubleBitPages));
-    }
     if (!options_.maxMemoryUsed) return;
     if (!readings.used || (options_.maxMemoryUsed->isShare && !readings.total)) {
       add(Severity::unknown, gpu, "does not tell its memory");
@@ -180,15 +164,19 @@ class Checks {
         fmt::format("has {} of {} PCIe lanes", *link.width, *link.maxWidth));
   }
 
-  void checkProcesses(const Gpu& gpu) {
+  void checkHolders(const Gpu& gpu) {
     if (!options_.idle) return;
+    if (gpu.readings.vgpuCount.value_or(0) > 0) {
+      add(Severity::critical, gpu, fmt::format("has active vGPUs: {}", *gpu.readings.vgpuCount));
+    }
     if (!gpu.readings.processes) {
       add(Severity::unknown, gpu, "does not tell its processes");
       return;
     }
     for (const Process& process : *gpu.readings.processes) {
-      add(Severity::critical, gpu,
-          fmt::format("is used by process {}, {}", process.pid, process.name));
+      const std::string name =
+          process.name.empty() ? "which is gone or out of sight" : process.name;
+      add(Severity::critical, gpu, fmt::format("is used by process {}, {}", process.pid, name));
     }
   }
 
@@ -202,7 +190,7 @@ class Checks {
 
 Groups groupsFor(const Options& options) {
   Groups groups = kTemperature | kMemory | kPcie;
-  if (options.idle) groups |= kProcessNames;
+  if (options.idle) groups |= kHolders | kVgpu;
   if (!options.only.empty()) groups |= kIdentity;
   return groups;
 }

@@ -1,16 +1,17 @@
 #include "collector/collector.h"
+#include "device/text.h"
 #include "health/checks.h"
 #include "health/options.h"
 #include "output/program_start.h"
 #include "output/replace_file.h"
 #include "output/version.h"
+#include "output/voice.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include <array>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <fstream>
 
@@ -25,18 +26,9 @@ constexpr std::array kSeverityNames = {"ok", "warning", "critical", "unknown"};
 
 const char* nameOf(Severity severity) { return kSeverityNames[static_cast<std::size_t>(severity)]; }
 
-int statusOf(Severity severity) { return static_cast<int>(severity); }
+constexpr int statusOf(Severity severity) { return static_cast<int>(severity); }
 
-int cannotSay(const std::string& problem) {
-  fmt::print(stderr, "zanctl-health: {}\n", problem);
-  return statusOf(Severity::unknown);
-}
-
-// Monitoring systems take a check that could print nothing for one that found nothing.
-int print(const std::string& text, int status) {
-  std::fwrite(text.data(), 1, text.size(), stdout);
-  return std::fflush(stdout) == 0 ? status : cannotSay("standard output could not be written");
-}
+constexpr Voice kVoice{.program = "zanctl-health", .failure = statusOf(Severity::unknown)};
 
 // A UUID a line; "#" begins a remark.
 std::variant<std::vector<std::string>, std::string> readUuids(const std::string& file) {
@@ -53,21 +45,17 @@ std::variant<std::vector<std::string>, std::string> readUuids(const std::string&
   return uuids;
 }
 
-// Only a whole machine is worth remembering.
-int remember(const std::string& file, const collector::Snapshot& snapshot) {
+// Only a whole machine is worth remembering. What is wrong; empty when it was written.
+std::string remember(const std::string& file, const collector::Snapshot& snapshot) {
   std::string text;
   for (const collector::Gpu& gpu : snapshot.gpus) {
     if (gpu.state != collector::GpuState::up || gpu.uuid.empty()) {
-      return cannotSay(
-          fmt::format("GPU {} does not tell its UUID; {} stays as it was", gpu.index, file));
+      return fmt::format("GPU {} does not tell its UUID; {} stays as it was", gpu.index, file);
     }
     text += gpu.uuid + "\n";
   }
-  if (text.empty()) {
-    return cannotSay(snapshot.problem.empty() ? "there is no GPU" : snapshot.problem);
-  }
-  const std::string problem = replaceFile(file, text);
-  return problem.empty() ? 0 : cannotSay(problem);
+  if (text.empty()) return snapshot.problem.empty() ? "there is no GPU" : snapshot.problem;
+  return replaceFile(file, text);
 }
 
 std::string subjectOf(const Problem& problem) {
@@ -76,22 +64,22 @@ std::string subjectOf(const Problem& problem) {
                               : fmt::format("GPU {} ({}) ", *problem.gpu, problem.uuid);
 }
 
-std::string textOf(const std::vector<Problem>& problems, const collector::Snapshot& snapshot) {
-  if (problems.empty()) {
-    return fmt::format("ok: {} GPU{}\n", snapshot.gpuCount, snapshot.gpuCount == 1 ? "" : "s");
-  }
+std::string textOf(const std::vector<Problem>& problems, std::uint32_t gpus) {
+  if (problems.empty()) return fmt::format("ok: {} GPU{}\n", gpus, gpus == 1 ? "" : "s");
   std::string text;
   for (const Problem& problem : problems) {
-    text += fmt::format("{}: {}{}\n", nameOf(problem.severity), subjectOf(problem), problem.text);
+    text += cleanText(
+        fmt::format("{}: {}{}", nameOf(problem.severity), subjectOf(problem), problem.text));
+    text += '\n';
   }
   return text;
 }
 
-std::string jsonOf(const std::vector<Problem>& problems, const collector::Snapshot& snapshot) {
+std::string jsonOf(const std::vector<Problem>& problems, std::uint32_t gpus) {
   using Json = nlohmann::ordered_json;
   Json object = {{"status", statusOf(worst(problems))},
                  {"severity", nameOf(worst(problems))},
-                 {"gpu_count", snapshot.gpuCount},
+                 {"gpu_count", gpus},
                  {"problems", Json::array()}};
   for (const Problem& problem : problems) {
     object["problems"].push_back(
@@ -103,29 +91,42 @@ std::string jsonOf(const std::vector<Problem>& problems, const collector::Snapsh
   return object.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 
+int report(const Options& options, const std::vector<Problem>& problems, std::uint32_t gpus) {
+  const int status = statusOf(worst(problems));
+  if (options.quiet) return status;
+  return kVoice.print(options.json ? jsonOf(problems, gpus) : textOf(problems, gpus), status);
+}
+
+// What has nothing to do with the GPUs.
+int cannotSay(const Options& options, const std::string& problem, std::uint32_t gpus = 0) {
+  if (!options.json) return kVoice.complain(problem);
+  return report(options, {{Severity::unknown, std::nullopt, {}, problem}}, gpus);
+}
+
 int run(std::span<char* const> argv) {
   const auto parsed = parseOptions(argv);
-  if (const auto* problem = std::get_if<std::string>(&parsed)) return cannotSay(*problem);
+  if (const auto* problem = std::get_if<std::string>(&parsed)) return kVoice.complain(*problem);
   const Options& options = std::get<Options>(parsed);
-  if (options.help) return print(helpText(), 0);
-  if (options.version) return print(fmt::format("zanctl-health {}\n", kVersion), 0);
+  if (options.help) return kVoice.print(helpText());
+  if (options.version) return kVoice.print(fmt::format("zanctl-health {}\n", kVersion));
 
   std::vector<std::string> expected;
   if (!options.uuidFile.empty()) {
     auto uuids = readUuids(options.uuidFile);
-    if (const auto* problem = std::get_if<std::string>(&uuids)) return cannotSay(*problem);
+    if (const auto* problem = std::get_if<std::string>(&uuids)) return cannotSay(options, *problem);
     expected = std::get<std::vector<std::string>>(std::move(uuids));
   }
-  collector::Collector collector;
-  if (collector.descriptor() < 0) return cannotSay("there are no descriptors left");
+  collector::Collector collector(options.quiet ? collector::LibraryMessages::hidden
+                                               : collector::LibraryMessages::shown);
+  if (collector.descriptor() < 0) return cannotSay(options, "there are no descriptors left");
   const collector::Snapshot& snapshot =
       collector.takeRound({.groups = groupsFor(options), .deadline = options.timeout});
-  if (!options.rememberFile.empty()) return remember(options.rememberFile, snapshot);
-
-  const std::vector<Problem> problems = check(snapshot, options, expected);
-  const int status = statusOf(worst(problems));
-  if (options.quiet) return status;
-  return print(options.json ? jsonOf(problems, snapshot) : textOf(problems, snapshot), status);
+  if (options.rememberFile.empty()) {
+    return report(options, check(snapshot, options, expected), snapshot.gpuCount);
+  }
+  const std::string problem = remember(options.rememberFile, snapshot);
+  if (!problem.empty()) return cannotSay(options, problem, snapshot.gpuCount);
+  return options.json ? report(options, {}, snapshot.gpuCount) : 0;
 }
 
 }  // namespace

@@ -1,10 +1,12 @@
 #include "health/options.h"
 
+#include "device/number_text.h"
 #include "output/long_options.h"
 #include "request/option_values.h"
 
 #include <array>
 #include <charconv>
+#include <limits>
 #include <string_view>
 #include <utility>
 
@@ -13,10 +15,9 @@ namespace {
 
 using Problem = std::string;
 
-// The whole text as a number; empty when it is none.
-template <typename Number>
-std::optional<Number> numberIn(std::string_view text) {
-  Number number{};
+// The whole text as a number, with or without a point; empty when it is none.
+std::optional<double> numberIn(std::string_view text) {
+  double number = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
   if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
   return number;
@@ -24,14 +25,18 @@ std::optional<Number> numberIn(std::string_view text) {
 
 auto setNumber(std::optional<std::uint32_t>& number) {
   return [&number](const std::string& text) {
-    number = numberIn<std::uint32_t>(text);
-    return number ? Problem() : Problem("a whole number is needed, not " + text);
+    const auto whole = wholeNumber(text, 10);
+    if (!whole || *whole > std::numeric_limits<std::uint32_t>::max()) {
+      return "a whole number is needed, not " + text;
+    }
+    number = static_cast<std::uint32_t>(*whole);
+    return Problem();
   };
 }
 
 Problem parseTimeout(const std::string& text, std::chrono::milliseconds& timeout) {
   constexpr double kLongest = 3600;
-  const auto seconds = numberIn<double>(text);
+  const auto seconds = numberIn(text);
   if (!seconds || !(*seconds >= 0.1 && *seconds <= kLongest)) {
     return "seconds from 0.1 to 3600 are needed, not " + text;
   }
@@ -43,14 +48,14 @@ Problem parseMemory(const std::string& text, std::optional<MemoryLimit>& limit) 
   constexpr std::array<std::pair<std::string_view, double>, 5> kUnits = {
       {{"%", 0.01}, {"KiB", 0x1p10}, {"MiB", 0x1p20}, {"GiB", 0x1p30}, {"TiB", 0x1p40}}};
   std::string_view number = text;
-  double factor = 1;
+  double factor = 0x1p20;
   for (const auto& [unit, size] : kUnits) {
     if (!number.ends_with(unit)) continue;
     number.remove_suffix(unit.size());
     factor = size;
     break;
   }
-  const auto amount = numberIn<double>(number);
+  const auto amount = numberIn(number);
   if (!amount || !(*amount >= 0 && *amount <= 1e18)) {
     return "a size like 500MiB or a share like 5% is needed, not " + text;
   }
@@ -64,7 +69,7 @@ std::vector<LongOption> optionsInto(Options& options) {
       {"uuids", 0, "FILE", "The GPUs with these UUIDs must be there", setFile(options.uuidFile)},
       {"remember", 0, "FILE", "Write the UUIDs of the GPUs to this file and end",
        setFile(options.rememberFile)},
-      {"id", 'i', "GPUS", "Check only these: indices, UUIDs, serial numbers or bus ids",
+      {"id", 'i', "GPUS", "Check only these: indices, UUIDs or bus ids",
        [&options](const std::string& text) {
          for (const auto piece : splitAtCommas(text)) {
            if (!piece.empty()) options.only.emplace_back(piece);
@@ -73,9 +78,9 @@ std::vector<LongOption> optionsInto(Options& options) {
        }},
       {"max-temperature", 0, "CELSIUS", "No GPU may be hotter (its own thresholds)",
        setNumber(options.maxTemperature)},
-      {"max-memory-used", 0, "SIZE", "No GPU may have more memory in use: 500MiB, 5%",
+      {"max-memory-used", 0, "SIZE", "No GPU may have more memory in use: 500 (MiB), 2GiB, 5%",
        [&options](const auto& text) { return parseMemory(text, options.maxMemoryUsed); }},
-      {"idle", 0, nullptr, "No process may use a GPU", setFlag(options.idle)},
+      {"idle", 0, nullptr, "No process and no vGPU may hold a GPU", setFlag(options.idle)},
       {"timeout", 0, "SECONDS", "Find out within this time (10)",
        [&options](const auto& text) { return parseTimeout(text, options.timeout); }},
       {"quiet", 'q', nullptr, "Print nothing, only end with the status", setFlag(options.quiet)},

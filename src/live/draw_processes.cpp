@@ -26,7 +26,7 @@ void drawRow(Surface& surface, const Frame& frame, const std::vector<ColumnPlace
     std::string text = cellText(place.column, row, frame.facts[at]);
     if (place.column == Column::command) {
       text = endOf(text, text.size() - std::min(static_cast<std::size_t>(view.shift), text.size()));
-      if (marked && chosen) text = "* " + text;
+      if (marked && chosen) text.insert(0, "* ");
     } else {
       text = shortened(text, place.width);
     }

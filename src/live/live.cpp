@@ -50,7 +50,8 @@ class Live {
       // Each GPU's answer wakes the collector, and nobody sees it before the round ends.
       const bool ready = terminal_.wait(collector_.descriptor(), patience());
       collector_.proceed();
-      changed = takeRound() || !ready;
+      // While a round is late the age of the values grows.
+      changed = takeRound() || (!ready && collector_.isRunning());
       changed = takeKeys() || changed;
     }
   }

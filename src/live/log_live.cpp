@@ -9,6 +9,7 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <optional>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -23,27 +24,34 @@ LogLayout layoutFor(Size size, const LogData& data) {
   return isEnough(size) ? layoutLog(size, data.gpus().size()) : LogLayout();
 }
 
-// Takes what the file has; false when it cannot be read.
-bool readOn(const Descriptor& file, LogData& data) {
+// Takes what the file has more by now; whether there was any, and nothing when it cannot be read.
+std::optional<bool> readOn(const Descriptor& file, LogData& data) {
   std::array<char, 65536> block{};
+  bool any = false;
   for (;;) {
     const ssize_t got = read(file.number(), block.data(), block.size());
     if (got < 0 && errno == EINTR) continue;
-    if (got <= 0) return got == 0;
+    if (got < 0) return std::nullopt;
+    if (got == 0) return any;
+    any = true;
     data.add({block.data(), static_cast<std::size_t>(got)});
   }
 }
 
-Request takeKeys(Terminal& terminal, LogView& view, const LogData& data) {
+enum class Pressed { none, some, quit };
+
+Pressed takeKeys(Terminal& terminal, LogView& view, const LogData& data) {
+  Pressed pressed = Pressed::none;
   while (const auto key = terminal.key()) {
+    pressed = Pressed::some;
     const LogLayout layout = layoutFor(terminal.size(), data);
     settle(view, data, layout);
     const Request request = press(view, *key, data, layout);
-    if (request == Request::quit) return request;
+    if (request == Request::quit) return Pressed::quit;
     if (request == Request::suspend) terminal.suspend();
     if (request == Request::redraw) terminal.redraw();
   }
-  return Request::none;
+  return pressed;
 }
 
 }  // namespace
@@ -56,7 +64,7 @@ int runLog(const Options& options, Settings settings, const std::string& note) {
   }
   if (!S_ISREG(facts.st_mode)) return complain(fmt::format("{} is no regular file", options.log));
   LogData data(GpuSelection(options.gpus), {options.begin, options.end});
-  if (!readOn(file, data))
+  if (!readOn(file, data).has_value())
     return complain(fmt::format("{}: {}", options.log, std::strerror(errno)));
   LogView view;
   view.settings = settings;
@@ -79,16 +87,21 @@ int runLog(const Options& options, Settings settings, const std::string& note) {
     return std::fflush(stdout) == 0 ? 0 : complain("standard output could not be written");
   }
   return showInTerminal(options, settings, [&](Terminal& terminal) {
-    while (!terminal.isOver()) {
-      readOn(file, data);
+    const auto draw = [&] {
       const LogLayout layout = layoutFor(terminal.size(), data);
       settle(view, data, layout);
       circumstances.graph = graphFor(view.settings, terminal.charset() == Charset::unicode);
       terminal.begin(view.settings.theme);
       drawLog(terminal, data, view, layout, circumstances);
       terminal.show();
+    };
+    Size drawn;
+    for (Pressed pressed = Pressed::some; pressed != Pressed::quit && !terminal.isOver();) {
+      const bool grown = readOn(file, data).value_or(false);
+      if (grown || pressed == Pressed::some || drawn != terminal.size()) draw();
+      drawn = terminal.size();
       terminal.wait(-1, kTick);
-      if (takeKeys(terminal, view, data) == Request::quit) break;
+      pressed = takeKeys(terminal, view, data);
     }
     settings.graph = view.settings.graph;
     settings.theme = view.settings.theme;

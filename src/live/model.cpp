@@ -1,10 +1,8 @@
 #include "live/model.h"
 
-#include "device/number_text.h"
+#include "collector/gpu_names.h"
 
 #include <algorithm>
-
-#include <strings.h>
 
 namespace zanctl::live {
 namespace {
@@ -15,19 +13,11 @@ using collector::GpuState;
 using collector::Number;
 using collector::Readings;
 
-constexpr std::uint64_t kBytesPerMiB = 1024 * 1024;
+constexpr std::uint64_t kBytesPerMiB = std::uint64_t{1024} * 1024;
 
 template <typename Figure>
 void add(BigNumber& sum, const std::optional<Figure>& figure) {
   if (figure) sum = sum.value_or(0) + *figure;
-}
-
-bool isSame(std::string_view a, std::string_view b) {
-  return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
-}
-
-bool namesIndex(std::string_view id, std::uint32_t index) {
-  return wholeNumber(id, 10) == index || (id.starts_with("0x") && hexadecimalNumber(id) == index);
 }
 
 std::array<float, kSeries.size()> valuesOf(const Readings& readings) {
@@ -55,15 +45,14 @@ GpuSelection::GpuSelection(std::string_view list) {
 }
 
 bool GpuSelection::has(const Gpu& gpu) const {
-  const auto& busId = gpu.readings.identity.pciBusId;
-  return hasIndex(gpu.index) || std::any_of(ids_.begin(), ids_.end(), [&](const std::string& id) {
-           return (!gpu.uuid.empty() && isSame(id, gpu.uuid)) || (busId && isSame(id, *busId));
+  return hasIndex(gpu.index) || std::any_of(ids_.begin(), ids_.end(), [&gpu](const auto& id) {
+           return collector::isNamed(gpu, id);
          });
 }
 
 bool GpuSelection::hasIndex(std::uint32_t index) const {
   return isEverything() || std::any_of(ids_.begin(), ids_.end(), [index](const std::string& id) {
-           return namesIndex(id, index);
+           return collector::namesIndex(id, index);
          });
 }
 

@@ -9,6 +9,7 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <vector>
 
 namespace zanctl::live {
@@ -54,7 +55,10 @@ struct RowKey {
   std::uint32_t gpu = 0;
   std::uint32_t pid = 0;
   std::uint32_t vgpu = 0;
-  auto operator<=>(const RowKey&) const = default;
+  bool operator==(const RowKey&) const = default;
+  bool operator<(const RowKey& other) const {
+    return std::tie(gpu, pid, vgpu) < std::tie(other.gpu, other.pid, other.vgpu);
+  }
 };
 inline RowKey keyOf(const ProcessRow& row) { return {row.gpu, row.pid, row.vgpu}; }
 

@@ -15,15 +15,27 @@ int widthOf(const Utf8Character& character) {
   if (!character.valid || isBidirectionalOverride(character.codePoint)) return -1;
   if (character.codePoint < 0x80)
     return character.codePoint >= 0x20 && character.codePoint < 0x7F ? 1 : -1;
-  // Lines, blocks and braille are most of what is drawn.
+  // Lines, blocks, dots and braille are most of what is drawn.
+  if (character.codePoint == 0xB7) return 1;
   if (character.codePoint >= 0x2500 && character.codePoint < 0x2900) return 1;
   return wcwidth(static_cast<wchar_t>(character.codePoint));
+}
+
+bool isAscii(char c) { return static_cast<unsigned char>(c) < 0x80; }
+
+bool isPlain(std::string_view text) {
+  return std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; });
 }
 
 }  // namespace
 
 FittedText fitText(std::string_view text, int cells, Charset charset) {
   FittedText fitted;
+  if (isPlain(text)) {
+    fitted.text = text.substr(0, static_cast<std::size_t>(std::max(cells, 0)));
+    fitted.cells = static_cast<int>(fitted.text.size());
+    return fitted;
+  }
   while (!text.empty()) {
     const Utf8Character character = firstCharacter(text);
     const bool isAscii = character.codePoint < 0x80;
@@ -41,7 +53,20 @@ FittedText fitText(std::string_view text, int cells, Charset charset) {
   return fitted;
 }
 
+CellText firstCell(std::string_view text) {
+  if (isAscii(text[0]) && (text.size() == 1 || isAscii(text[1]))) return {1, 1};
+  const Utf8Character first = firstCharacter(text);
+  CellText cell{first.length, widthOf(first)};
+  while (cell.length < text.size() && !isAscii(text[cell.length])) {
+    const Utf8Character next = firstCharacter(text.substr(cell.length));
+    if (widthOf(next) != 0) break;
+    cell.length += next.length;
+  }
+  return cell;
+}
+
 int cellsOf(std::string_view text) {
+  if (isPlain(text)) return static_cast<int>(text.size());
   int cells = 0;
   while (!text.empty()) {
     const Utf8Character character = firstCharacter(text);
@@ -85,18 +110,12 @@ Grid::Grid(Size size, Charset charset)
              static_cast<std::size_t>(std::max(size.height, 0))) {}
 
 void Grid::write(int x, int y, std::string_view text, int /*cells*/, Style style) {
-  auto at = cells_.begin() + y * size_.width + x;
-  const auto begin = at;
+  auto at = cells_.begin() + std::ptrdiff_t{y} * size_.width + x;
   while (!text.empty()) {
-    const Utf8Character character = firstCharacter(text);
-    const int width = widthOf(character);
-    if (width == 0 && at != begin) {
-      (at - 1)->text += text.substr(0, character.length);
-    } else {
-      *at++ = {std::string(text.substr(0, character.length)), style};
-      if (width == 2) *at++ = {"", style};
-    }
-    text.remove_prefix(character.length);
+    const CellText first = firstCell(text);
+    *at++ = {std::string(text.substr(0, first.length)), style};
+    if (first.cells == 2) *at++ = {"", style};
+    text.remove_prefix(first.length);
   }
 }
 

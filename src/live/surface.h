@@ -58,6 +58,13 @@ struct FittedText {
   int cells = 0;
 };
 FittedText fitText(std::string_view text, int cells, Charset charset);
+// The first character of clean text, which is not empty, with those behind that have no cell of
+// their own: its bytes and its cells.
+struct CellText {
+  std::size_t length = 0;
+  int cells = 0;
+};
+CellText firstCell(std::string_view text);
 // The cells that all of the text takes.
 int cellsOf(std::string_view text);
 // The text in at most so many cells, with a "+" at its end where something is missing.

@@ -1,5 +1,6 @@
 #include "live/terminal.h"
 
+#include "device/text.h"
 #include "live/terminal_kind.h"
 
 #include <fmt/format.h>
@@ -9,6 +10,7 @@
 #include <clocale>
 #include <cstdlib>
 #include <cstring>
+#include <vector>
 
 #define NCURSES_NOMACROS 1
 #include <curses.h>
@@ -195,11 +197,27 @@ void Terminal::useTheme(Theme theme) {
   }
 }
 
+// As cells, which spares curses to make characters of bytes, and bytes of them again.
 void Terminal::write(int x, int y, std::string_view text, int /*cells*/, Style style) {
   const Look& look = lookOf(theme_.value_or(Theme::dark), style);
-  attrset(static_cast<int>(look.attributes));
-  if (colours_) color_set(static_cast<short>(static_cast<int>(style) + 1), nullptr);
-  mvaddnstr(y, x, text.data(), static_cast<int>(text.size()));
+  const auto pair = static_cast<short>(colours_ ? static_cast<int>(style) + 1 : 0);
+  std::vector<cchar_t> line;
+  line.reserve(text.size());
+  while (!text.empty()) {
+    const std::size_t length = firstCell(text).length;
+    std::array<wchar_t, CCHARW_MAX + 1> characters{};
+    std::size_t count = 0;
+    if (length == 1) characters[count++] = static_cast<unsigned char>(text[0]);
+    for (std::string_view rest = text.substr(count, length - count);
+         !rest.empty() && count < CCHARW_MAX;) {
+      const Utf8Character character = firstCharacter(rest);
+      characters[count++] = static_cast<wchar_t>(character.codePoint);
+      rest.remove_prefix(character.length);
+    }
+    setcchar(&line.emplace_back(), characters.data(), look.attributes, pair, nullptr);
+    text.remove_prefix(length);
+  }
+  mvadd_wchnstr(y, x, line.data(), static_cast<int>(line.size()));
 }
 
 void Terminal::begin(Theme theme) {

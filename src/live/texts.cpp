@@ -135,7 +135,7 @@ Range rangeOf(Series series, const GraphRanges& ranges) {
       return {100, "0-100%"};
     case Series::memory: {
       if (ranges.memory == 0) return {0, ""};
-      return {static_cast<float>(ranges.memory / kMiB),
+      return {static_cast<float>(ranges.memory) / static_cast<float>(kMiB),
               fmt::format("0-{}", bytesText(ranges.memory))};
     }
     case Series::temperature: {

@@ -1,6 +1,8 @@
 #include "output/text.h"
 #include "vgpu/views.h"
 
+#include <utility>
+
 namespace zanctl {
 namespace {
 
@@ -35,7 +37,10 @@ void writeProcessUtilization(std::string& text, std::uint32_t gpu, const VgpuVie
       join(text, "          -     -     -     -     -   -\n");
       continue;
     }
-    for (const VgpuProcessSample* sample : own->second) writeProcess(text, gpu, *sample);
+    // Once, also where a library lists a vGPU again and again.
+    for (const VgpuProcessSample* sample : std::exchange(own->second, {})) {
+      writeProcess(text, gpu, *sample);
+    }
   }
 }
 

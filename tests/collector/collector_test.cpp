@@ -184,6 +184,14 @@ TEST_F(Rounds, outliveALibraryThatCrashes) {
   EXPECT_EQ(collector.snapshot().roundTimeouts, 0U);
 }
 
+TEST_F(Rounds, startTheNextChildSoonAfterOneThatWasOfUse) {
+  for (int loss = 0; loss < 4; ++loss) {
+    EXPECT_EQ(round(900ms), "UUUU");
+    kill(machine->child, SIGKILL);
+    usleep(1'100'000);
+  }
+}
+
 // For a parent a child that sits in the kernel is one that is killed and does not end, as is one
 // whose end a tracer holds back.
 class Tracer {
@@ -239,6 +247,8 @@ TEST_F(Rounds, treatGarbageOnTheWireAsACrash) {
     ASSERT_EQ(snapshot.gpus.size(), 4U);
     EXPECT_EQ(snapshot.gpus[0].state, GpuState::up);
     EXPECT_EQ(snapshot.gpus[1].state, GpuState::hung);
+    EXPECT_EQ(snapshot.gpus[2].state, GpuState::up)
+        << "the next child is heard from its first byte";
   }
 }
 

@@ -37,7 +37,7 @@ int nvmlDeviceGetVgpuUtilization(void* device, unsigned long long since, unsigne
                                  unsigned* count, struct Sample* samples) {
   (void)device, (void)since;
   static const struct Sample kSamples[] = {
-      {1, 9, {10, 11, 12, 13}}, {2, 8, {20, 21, 22, 23}}, {2, 9, {30, 31, 32, 33}}};
+      {1, 9, {10, 11, 12, 13}}, {2, 8, {20, 21, 22, 23}}, {2, 9, {130, 31, 32, 33}}};
   const unsigned room = *count;
   *type = 0;
   *count = 3;

@@ -143,6 +143,10 @@ class Exporter:
     def children(self):
         return Path(f"/proc/{self.pid}/task/{self.pid}/children").read_text().split()
 
+    def sockets(self):
+        links = [os.readlink(entry) for entry in os.scandir(f"/proc/{self.pid}/fd")]
+        return sum(link.startswith("socket:") for link in links)
+
     def memory(self):
         """Resident bytes of the process and its child."""
         pages = [int(Path(f"/proc/{pid}/statm").read_text().split()[1])

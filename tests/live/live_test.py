@@ -292,16 +292,6 @@ class Terminals(Screens):
         self.assertTrue(ascii_only.text.isascii())
 
 
-class Documents(unittest.TestCase):
-    def test_the_manual_and_the_shells_know_every_option(self):
-        run = subprocess.run([f"{BINARIES}/zantop", "--help"], capture_output=True, text=True, check=True)
-        options = set(re.findall(r"^ .*?--([a-z-]+)", run.stdout, re.M))
-        self.assertGreater(len(options), 14)
-        for file, form in (("man/zantop.1", r"^\.It Fl (?:\w , )?-([a-z-]+)"), ("packaging/completions/zantop.bash", r"--([a-z]+[a-z-]*)"),
-                           ("packaging/completions/_zantop", r"--([a-z]+[a-z-]*)"), ("packaging/completions/zantop.fish", r" -l ([a-z-]+)")):
-            self.assertEqual(options, set(re.findall(form, (HERE.parents[1] / file).read_text(), re.M)), file)
-
-
 class RecordedDay(Screens):
     def test_the_cursor_goes_where_it_is_sent(self):
         log = self.directory / "day"

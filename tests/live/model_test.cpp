@@ -74,7 +74,7 @@ TEST(Model, CountsTheBoardsPowerOnceAndKeepsWhatIsLost) {
 TEST(Model, SelectsByIndexUuidAndBusId) {
   Gpu third = gpu(2);
   third.readings.identity.pciBusId = "00000000:1E:00.0";
-  Model model(GpuSelection("0x1,00000000:1e:00.0,gpu-4"));
+  Model model(GpuSelection("0x1,1e:0.0,GPU-4"));
   model.take(snapshot({gpu(0), gpu(1), third, gpu(3), gpu(4)}));
   ASSERT_EQ(3U, model.gpus().size());
   EXPECT_EQ(4U, model.gpus()[2].index);

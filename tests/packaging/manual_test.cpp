@@ -1,5 +1,8 @@
 // The manual pages name what the program has, and nothing else.
 #include "cli/grammar.h"
+#include "exporter/options.h"
+#include "health/options.h"
+#include "live/options.h"
 #include "monitors/statistics.h"
 #include "reports/compute_query.h"
 #include "reports/property_query.h"
@@ -58,14 +61,16 @@ Names flagsOf(const Line& line) {
   return flags;
 }
 
+Names namesOf(const std::vector<OptionFacts>& options) {
+  Names names;
+  for (const OptionFacts& option : options) names.insert(option.names.begin(), option.names.end());
+  return names;
+}
+
 // By command, "" for the program itself.
 std::map<std::string, Names> grammarFlags() {
   std::map<std::string, Names> flags;
-  for (const CommandFacts& command : describeGrammar()) {
-    for (const OptionFacts& option : command.options) {
-      flags[command.name].insert(option.names.begin(), option.names.end());
-    }
-  }
+  for (const auto& command : describeGrammar()) flags[command.name] = namesOf(command.options);
   return flags;
 }
 
@@ -77,6 +82,20 @@ TEST(Manual, listsTheOptionsOfEveryCommand) {
     flags[line.subsection].merge(flagsOf(line));
   }
   EXPECT_EQ(flags, grammarFlags());
+}
+
+TEST(Manual, listsTheOptionsOfTheOtherPrograms) {
+  const std::map<std::string, Names> pages = {
+      {"zanctl-exporter.8", namesOf(exporter::describeOptions())},
+      {"zanctl-health.1", namesOf(health::describeOptions())},
+      {"zantop.1", namesOf(live::describeOptions())}};
+  for (const auto& [page, options] : pages) {
+    Names listed;
+    for (const Line& line : linesOf(page)) {
+      if (line.macro == ".It") listed.merge(flagsOf(line));
+    }
+    EXPECT_EQ(listed, options) << page;
+  }
 }
 
 TEST(Manual, mentionsNoOptionThatDoesNotExist) {

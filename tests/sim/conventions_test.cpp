@@ -163,17 +163,6 @@ TEST_F(ConventionsTest, StructuresAreHadWholeOrNotAtAll) {
   EXPECT_EQ(utilization.gpu, 99U);
 }
 
-TEST_F(ConventionsTest, EnginesCountTheirBusyTimeSinceTheDriverWasLoaded) {
-  start(R"({"uptime": 100, "gpus": [{"jpu": {"engines": 3, "busy": 25}}]})");
-  zanmlJpuUtilization_t jpu = {};
-  EXPECT_EQ(zanmlDeviceGetJpuUtilization(gpu(0), &jpu), NVML_SUCCESS);
-  EXPECT_EQ(jpu.count, 3U);
-  const unsigned long long before = jpu.busyTime[2];
-  EXPECT_NEAR(static_cast<double>(before), 25e9, 5e9) << "a quarter of a hundred seconds";
-  while (jpu.busyTime[2] == before) zanmlDeviceGetJpuUtilization(gpu(0), &jpu);
-  EXPECT_GT(jpu.busyTime[2], before);
-}
-
 TEST_F(ConventionsTest, GpusOfABoardShareItsSignals) {
   start(R"({"gpus_per_board": 2, "gpus": [{"count": 4, "board": {
     "power_usage": {"signal": "ramp", "min": 0, "max": 9000, "period": 1000000}}}]})");
@@ -219,30 +208,6 @@ TEST_F(ConventionsTest, ABadDescriptionIsADriverThatIsNotLoaded) {
       << complaint;
   unsigned count = 0;
   EXPECT_EQ(nvmlDeviceGetCount_v2(&count), NVML_ERROR_UNINITIALIZED);
-}
-
-TEST_F(ConventionsTest, TheTraceHasALineForEachCall) {
-  setenv(kTraceVariable, workspace.path("trace").c_str(), 1);
-  start(R"({"gpus": [{"count": 4}]})");
-  unsigned value = 0;
-  nvmlDevice_t device = gpu(3);
-  nvmlDeviceGetClock(device, NVML_CLOCK_SM, NVML_CLOCK_ID_CURRENT, &value);
-  nvmlDeviceGetFanSpeed(nullptr, &value);
-  nvmlGpuTopologyLevel_t level = {};
-  nvmlDeviceGetTopologyCommonAncestor(device, gpu(1), &level);
-  value = 9;
-  nvmlDeviceGetComputeRunningProcesses(device, &value, nullptr);
-  nvmlShutdown();
-  std::string expected;
-  for (const char* line :
-       {"nvmlInit() = 0", "nvmlDeviceGetHandleByIndex_v2(3) = 0",
-        "nvmlDeviceGetClock(gpu3, 1, 0) = 0", "nvmlDeviceGetFanSpeed(?) = 2",
-        "nvmlDeviceGetHandleByIndex_v2(1) = 0",
-        "nvmlDeviceGetTopologyCommonAncestor(gpu3, gpu1) = 0",
-        "nvmlDeviceGetComputeRunningProcesses(gpu3, 9) = 0", "nvmlShutdown() = 0"}) {
-    expected += std::to_string(getpid()) + " " + line + "\n";
-  }
-  EXPECT_EQ(workspace.read("trace"), expected);
 }
 
 TEST_F(ConventionsTest, ResetsOfSeveralProcessesAreAllCounted) {

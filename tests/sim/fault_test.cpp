@@ -41,29 +41,6 @@ TEST_F(FaultTest, ByChanceIsTheSameChanceAgain) {
   EXPECT_NEAR(static_cast<double>(std::count(first.begin(), first.end(), 10)), 300, 60);
 }
 
-TEST_F(FaultTest, ListsGrowBetweenTheCalls) {
-  start(R"({"gpus": [{"processes": [{"pid": 50}]}, {"processes": [{"pid": 50}]}], "faults": [
-    {"operation": "nvmlDeviceGetComputeRunningProcesses", "gpu": 0, "grow": 2},
-    {"operation": "nvmlDeviceGetComputeRunningProcesses", "gpu": 1, "grow": 1,
-     "keeps_growing": true}]})");
-  nvmlProcessInfo_t infos[16] = {};
-  const auto ask = [&](unsigned index, unsigned room, bool list) {
-    unsigned count = room;
-    const nvmlReturn_t code =
-        nvmlDeviceGetComputeRunningProcesses(gpu(index), &count, list ? infos : nullptr);
-    return std::pair(static_cast<int>(code), count);
-  };
-  using Answer = std::pair<int, unsigned>;
-  EXPECT_EQ(ask(0, 0, false), Answer(7, 1));
-  EXPECT_EQ(ask(0, 1, true), Answer(7, 3));
-  EXPECT_EQ(ask(0, 3, true), Answer(0, 3));
-  EXPECT_EQ(infos[2].pid, 50U);
-  EXPECT_EQ(ask(1, 0, false), Answer(7, 2));
-  EXPECT_EQ(ask(1, 2, true), Answer(7, 3));
-  EXPECT_EQ(ask(1, 3, true), Answer(7, 4));
-  EXPECT_EQ(ask(1, 16, true), Answer(0, 5));
-}
-
 TEST(FaultPlan, HoldsForItsTime) {
   Fault fault;
   fault.operations.set(indexOf(Operation::nvmlDeviceGetName));

@@ -290,19 +290,19 @@ class Settings(ZansimTest):
     def test_a_lost_gpu_is_found_again(self):
         self.describe(gpus=[{"count": 2}], lost=[{"gpu": [0, 1]}])
         gpus = "zanctl --query-gpu=index --format=csv,noheader; true"
-        self.shell("true", *self.keeps_state())
-        self.set("gpu0.lost=false", "gpu1.lost=false")
+        self.shell("true", *self.keeps_state(), "--set=gpu0.lost=false", "--set=gpu1.lost=false")
         self.assertEqual(self.shell(gpus, *self.keeps_state()), "0\n1\n")
         self.set("gpu1.lost=true")
         self.assertNotIn("1", self.shell(gpus, *self.keeps_state()))
 
     def test_refuses_what_no_machine_could_have(self):
-        self.assertIn("state/machine: No such file", self.set("gpu0.temperature=1", status=125))
+        self.assertIn("no machine has its state", self.set("gpu0.temperature=1", status=125))
         self.shell("true", *self.keeps_state())
         for setting, reason in [
                 ("temperature=1", 'expected a setting like "gpu0.temperature=95"'),
-                ("gpu0.temprature=1",
-                 'a GPU has no "temprature" that can be set, did you mean "temperature"?'),
+                ("gpu3.lost=true", "there is no GPU 3, the machine has 0 to 2"),
+                ("gpu0.clock.sm=",
+                 'a GPU has no "clock.sm" that can be set, did you mean "clocks.sm"?'),
                 ("gpu0.clocks.sm=fast",
                  'expected a whole number from 0 to 20000, a signal or "unavailable", not "fast"'),
                 ("gpu0.lost=1", "expected true or false, not 1")]:
