@@ -74,6 +74,13 @@ def attack_limits():
             os.close(writing)
             kind.runs += 1
             kind.expect(found.status in (0, 255, -signal.SIGPIPE), "closed pipe", found, *command)
+        for program, status in (("zanctl-exporter", 1), ("zanctl-health", 3), ("zantop", 1), ("zansim", 125)):
+            for closed, option in itertools.product(((), (1,), (2,), (1, 2)), ("--wrong", "--help")):
+                with open("/dev/full", "wb") as full:
+                    found = run([option], hostile(), program=BIN / program, stdout=full, stderr=full,
+                                preexec_fn=lambda: [os.close(number) for number in closed])
+                kind.runs += 1
+                kind.expect(found.status == status, found.status, program, option, closed)
         for command in WITH_FILE:
             found = run([*command, "-f", "/dev/full"], hostile())
             sound(kind, found, "-f /dev/full", *command)

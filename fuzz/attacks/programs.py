@@ -17,12 +17,12 @@ def attack_programs():
     with Kind("hostile libraries and the collector") as kind:
         def attack(modes, command):
             text = random.choice([b"text", *(b"*" + nasty for nasty in NASTY)])
-            found = run(command[1:], hostile(modes, text=text), limit=60, program=BIN / command[0])
+            found = run(command[1:], hostile(modes, text=text), limit=300, program=BIN / command[0])
             kind.runs += 1
             kind.expect(found.status in COMMANDS[command], found.status, modes, command, found.err[-200:])
             trouble = problem(found.out + found.err.replace(NOISE, b""))
             kind.expect(not trouble, trouble, modes, command, text)
-            if "json" in command[-1]: json.loads(found.out)
+            if "json" in command[-1] and found.status is not None: json.loads(found.out)
         kind.each(attack, MODES, COMMANDS)
         kind.each(attack, [f"vgpu,gpus=3,{how},operation={name}" for name in OPERATIONS for how in
                            ("segv", "abort", "hang", "code=15")], list(COMMANDS)[:1])

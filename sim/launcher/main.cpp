@@ -201,9 +201,12 @@ int run(const Options& options) {
 int main(int argc, char** argv) {
   try {
     const zansim::ParsedOptions parsed = zansim::parseOptions(argc, argv);
-    return parsed.exitStatus ? *parsed.exitStatus : zansim::run(parsed.options);
+    const int status = parsed.exitStatus ? *parsed.exitStatus : zansim::run(parsed.options);
+    if (std::fflush(stdout) == 0) return status;
+    throw std::runtime_error("standard output could not be written");
   } catch (const std::exception& error) {
-    fmt::print(stderr, "zansim: {}\n", error.what());
+    // fmt::print() throws where nobody can read it.
+    std::fputs(fmt::format("zansim: {}\n", error.what()).c_str(), stderr);
     return zansim::kLauncherFailed;
   }
 }

@@ -4,8 +4,6 @@
 #include "live/frame.h"
 #include "live/live.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <cstdlib>
 
@@ -51,8 +49,7 @@ int runBatch(const Options& options, const Settings& settings) {
     });
     Grid grid(size, unicode ? Charset::unicode : Charset::ascii);
     drawFrame(grid, prepareFrame(model, view, host, grid.size(), circumstances));
-    fmt::print("{}{}", frames > 0 ? "\n" : "", grid.text());
-    if (std::fflush(stdout) != 0) return complain("standard output could not be written");
+    if (kVoice.print((frames > 0 ? "\n" : "") + grid.text()) != 0) return kVoice.failure;
     if (frames + 1 < options.count) {
       paceInterval(start, static_cast<std::uint64_t>(settings.interval.count()) * 1000);
     }

@@ -190,11 +190,6 @@ View viewFor(const Options& options, const Settings& settings) {
   return view;
 }
 
-int complain(const std::string& problem) {
-  fmt::print(stderr, "zantop: {}\n", problem);
-  return 1;
-}
-
 std::string hostName() {
   std::array<char, 256> name{};
   if (gethostname(name.data(), name.size() - 1) != 0) return "N/A";
@@ -217,7 +212,7 @@ int showInTerminal(const Options& options, const Settings& settings,
   int signal = 0;
   {
     const auto terminal = Terminal::open({colours, options.mouse}, problem);
-    if (!terminal) return complain(problem);
+    if (!terminal) return kVoice.complain(problem);
     show(*terminal);
     signal = terminal->endSignal();
   }
@@ -226,7 +221,7 @@ int showInTerminal(const Options& options, const Settings& settings,
   loadSettings(settingsFile(), kept);
   const std::string unsaved =
       kept == settings ? std::string() : saveSettings(settingsFile(), settings);
-  if (!unsaved.empty()) complain(unsaved);
+  if (!unsaved.empty()) kVoice.say(unsaved);
   // Whoever sent it sees that it was obeyed.
   if (signal != 0) {
     std::signal(signal, SIG_DFL);

@@ -6,12 +6,15 @@
 #include "live/settings.h"
 #include "live/terminal.h"
 #include "live/view.h"
+#include "output/voice.h"
 
 #include <chrono>
 #include <functional>
 #include <string>
 
 namespace zanctl::live {
+
+inline constexpr Voice kVoice{.program = "zantop", .failure = 1};
 
 // All return the exit status. The note is shown at the foot.
 int runLive(const Options& options, const Settings& settings, const std::string& note);
@@ -31,9 +34,6 @@ inline constexpr std::chrono::milliseconds kRoundDeadline{6000};
 // What the view shows, but for links.
 collector::Groups groupsFor(const Model& model, const View& view);
 View viewFor(const Options& options, const Settings& settings);
-
-// Says it on standard error; returns the exit status.
-int complain(const std::string& problem);
 
 // What a terminal of this kind shows best, unless the settings ask for something else.
 GraphKind graphFor(const Settings& settings, bool unicode);

@@ -60,12 +60,13 @@ int runLog(const Options& options, Settings settings, const std::string& note) {
   const Descriptor file(open(options.log.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   struct stat facts {};
   if (!file.isOpen() || fstat(file.number(), &facts) != 0) {
-    return complain(fmt::format("{}: {}", options.log, std::strerror(errno)));
+    return kVoice.complain(fmt::format("{}: {}", options.log, std::strerror(errno)));
   }
-  if (!S_ISREG(facts.st_mode)) return complain(fmt::format("{} is no regular file", options.log));
+  if (!S_ISREG(facts.st_mode))
+    return kVoice.complain(fmt::format("{} is no regular file", options.log));
   LogData data(GpuSelection(options.gpus), {options.begin, options.end});
   if (!readOn(file, data).has_value())
-    return complain(fmt::format("{}: {}", options.log, std::strerror(errno)));
+    return kVoice.complain(fmt::format("{}: {}", options.log, std::strerror(errno)));
   LogView view;
   view.settings = settings;
   view.note = note;
@@ -83,8 +84,7 @@ int runLog(const Options& options, Settings settings, const std::string& note) {
     const LogLayout layout = layoutFor(grid.size(), data);
     settle(view, data, layout);
     drawLog(grid, data, view, layout, circumstances);
-    fmt::print("{}", grid.text());
-    return std::fflush(stdout) == 0 ? 0 : complain("standard output could not be written");
+    return kVoice.print(grid.text());
   }
   return showInTerminal(options, settings, [&](Terminal& terminal) {
     const auto draw = [&] {

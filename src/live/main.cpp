@@ -13,11 +13,6 @@ constexpr char kNoMemory[] = "zantop: there is not enough memory\n";
 
 [[gnu::constructor(101)]] void prepareForWantOfMemory() { endOnWantOfMemory(kNoMemory, 1); }
 
-int print(const std::string& text) {
-  std::fwrite(text.data(), 1, text.size(), stdout);
-  return std::fflush(stdout) == 0 ? 0 : complain("standard output could not be written");
-}
-
 Settings settingsFor(const Options& options, Settings settings) {
   if (options.sort) settings.sort = *options.sort;
   if (options.interval) settings.interval = *options.interval;
@@ -28,10 +23,10 @@ Settings settingsFor(const Options& options, Settings settings) {
 
 int run(std::span<char* const> argv) {
   const auto parsed = parseOptions(argv);
-  if (const auto* problem = std::get_if<std::string>(&parsed)) return complain(*problem);
+  if (const auto* problem = std::get_if<std::string>(&parsed)) return kVoice.complain(*problem);
   const Options& options = std::get<Options>(parsed);
-  if (options.help) return print(helpText());
-  if (options.version) return print(fmt::format("zantop {}\n", ZANCTL_VERSION));
+  if (options.help) return kVoice.print(helpText());
+  if (options.version) return kVoice.print(fmt::format("zantop {}\n", ZANCTL_VERSION));
   Settings settings;
   std::string note;
   // A frame on paper is the same for everyone.

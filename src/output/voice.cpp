@@ -9,7 +9,8 @@
 namespace zanctl {
 
 void Voice::say(std::string_view line) const {
-  fmt::print(stderr, "{}: {}\n", program, cleanText(line));
+  // fmt::print() throws where nobody can read it.
+  std::fputs(fmt::format("{}: {}\n", program, cleanText(line)).c_str(), stderr);
 }
 
 int Voice::complain(std::string_view problem) const {
