@@ -108,8 +108,8 @@ void sweepTemporaryDirectories() {
     if (fnmatch(kTemporaryPattern, name.c_str(), 0) != 0) continue;
     const Descriptor directory(open(entry.path().c_str(), kDirectoryFlags | O_NOFOLLOW));
     if (directory.number() < 0 || !isOwn(directory.number())) continue;
-    const Descriptor mark(openat(directory.number(), kTemporaryMark,
-                                 O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    const Descriptor mark(
+        openat(directory.number(), kTemporaryMark, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     if (mark.number() >= 0 && isMarkOfDead(mark.number(), directory.number())) {
       removeTemporary(directory.number(), entry.path());
     }
@@ -120,8 +120,7 @@ void sweepTemporaryDirectories() {
 void expectInPlace(const fs::path& path) {
   for (fs::path above = path.parent_path();; above = above.parent_path()) {
     struct stat status = {};
-    if (stat(above.c_str(), &status) == 0 &&
-        (status.st_mode & (S_IWOTH | S_ISVTX)) == S_IWOTH) {
+    if (stat(above.c_str(), &status) == 0 && (status.st_mode & (S_IWOTH | S_ISVTX)) == S_IWOTH) {
       throw std::runtime_error(
           fmt::format("{}: anybody can rename what is in {}", path.string(), above.string()));
     }
