@@ -8,7 +8,6 @@
 #include <array>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <set>
 
@@ -108,8 +107,8 @@ void sweepTemporaryDirectories() {
     if (fnmatch(kTemporaryPattern, name.c_str(), 0) != 0) continue;
     const Descriptor directory(open(entry.path().c_str(), kDirectoryFlags | O_NOFOLLOW));
     if (directory.number() < 0 || !isOwn(directory.number())) continue;
-    const Descriptor mark(openat(directory.number(), kTemporaryMark,
-                                 O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    const Descriptor mark(
+        openat(directory.number(), kTemporaryMark, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     if (mark.number() >= 0 && isMarkOfDead(mark.number(), directory.number())) {
       removeTemporary(directory.number(), entry.path());
     }
@@ -120,8 +119,7 @@ void sweepTemporaryDirectories() {
 void expectInPlace(const fs::path& path) {
   for (fs::path above = path.parent_path();; above = above.parent_path()) {
     struct stat status = {};
-    if (stat(above.c_str(), &status) == 0 &&
-        (status.st_mode & (S_IWOTH | S_ISVTX)) == S_IWOTH) {
+    if (stat(above.c_str(), &status) == 0 && (status.st_mode & (S_IWOTH | S_ISVTX)) == S_IWOTH) {
       throw std::runtime_error(
           fmt::format("{}: anybody can rename what is in {}", path.string(), above.string()));
     }
@@ -189,9 +187,15 @@ void writeFile(int directory, const std::string& path, const std::string& name,
   }
 }
 
-std::string settingsIn(const std::string& directory) {
-  std::ifstream file(directory + "/" + kSettingsFileName);
-  return {std::istreambuf_iterator<char>(file), {}};
+std::string settingsIn(int directory) {
+  constexpr int kFlags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+  const Descriptor file(openat(directory, kSettingsFileName, kFlags));
+  std::string text;
+  std::array<char, 4096> block{};
+  for (ssize_t size = 0; (size = read(file.number(), block.data(), block.size())) > 0;) {
+    text.append(block.data(), static_cast<std::size_t>(size));
+  }
+  return text;
 }
 
 bool isDeviceName(const std::string& name) {
@@ -262,7 +266,7 @@ std::size_t StateDirectory::gpuNodes() const {
 
 void StateDirectory::addSettings(const std::vector<std::string>& settings) const {
   if (settings.empty()) return;
-  std::string lines = settingsIn(path_);
+  std::string lines = settingsIn(directory_.number());
   for (const std::string& setting : settings) lines = addSetting(lines, setting);
   writeFile(directory_.number(), path_, kSettingsFileName, lines);
 }
@@ -278,8 +282,10 @@ void StateDirectory::furnish(const Host& host) const {
   flock(state, LOCK_UN);
 }
 
-std::string describeState(const std::string& directory) {
-  const SharedState state(directory);
+std::string describeState(const std::string& path) {
+  const SharedState state(path);
+  const Descriptor directory(open(path.c_str(), kDirectoryFlags), path);
+  expectOwn(directory.number(), path);
   std::string text = fmt::format("resets {}\n", state->resetCount.load());
   for (unsigned gpu = 0; gpu < kStateGpus; ++gpu) {
     const GpuState& changed = state->gpus[gpu];
@@ -290,7 +296,8 @@ std::string describeState(const std::string& directory) {
     if (mask != 0) text += fmt::format(" ce_mask {:#x}", mask & ~kCeMaskIsSet);
     text += '\n';
   }
-  for (const std::string& line : linesOf(settingsIn(directory))) text += "set " + line + "\n";
+  for (const std::string& line : linesOf(settingsIn(directory.number())))
+    text += "set " + line + "\n";
   return text;
 }
 

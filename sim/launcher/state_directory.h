@@ -47,7 +47,7 @@ class StateDirectory {
 };
 
 // What "--show-state" prints of a directory: a line per GPU that any command has changed, and what
-// has been set.
-std::string describeState(const std::string& directory);
+// has been set. Throws like StateDirectory.
+std::string describeState(const std::string& path);
 
 }  // namespace zansim
