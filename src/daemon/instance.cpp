@@ -1,12 +1,15 @@
 #include "daemon/instance.h"
 
 #include "daemon/background.h"
+#include "device/descriptor.h"
 #include "device/session.h"
 
 #include <iostream>
 
+#include <poll.h>
 #include <signal.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 namespace zanctl {
@@ -80,8 +83,15 @@ void endDaemon() {
   awaitPid(file);
   const auto daemon = file.holder();
   if (daemon && pidToSignal(file.read()) == daemon) {
+    const Descriptor process(static_cast<int>(syscall(SYS_pidfd_open, *daemon, 0U)));
     kill(*daemon, SIGKILL);
-    await(kEndMilliseconds, [&] { return file.holder() != daemon; });
+    pollfd end{.fd = process.number(), .events = POLLIN, .revents = 0};
+    if (process.isOpen()) {
+      poll(&end, 1, kEndMilliseconds);
+    } else {
+      // A kernel before 5.3 does not tell when the process is gone.
+      await(kEndMilliseconds, [&] { return file.holder() != daemon; });
+    }
   }
   endAtOnce(0);
 }
