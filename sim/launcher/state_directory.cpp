@@ -60,11 +60,16 @@ std::set<std::string> namesIn(int directory) {
 // The lock on the mark tells that the run is alive.
 Descriptor createMark(int directory, const std::string& path) {
   constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC;
-  Descriptor mark(openat(directory, kTemporaryMark, kFlags, 0600), path);
   const std::string text = markText(directory);
+  Descriptor mark(openat(directory, kTemporaryMark, kFlags, 0600));
   // Another run may be looking at it.
-  if (flock(mark.number(), LOCK_EX) != 0 ||
+  if (mark.number() < 0 || flock(mark.number(), LOCK_EX) != 0 ||
       write(mark.number(), text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
+    const int error = errno;
+    // Nobody else would.
+    unlinkat(directory, kTemporaryMark, 0);
+    rmdir(path.c_str());
+    errno = error;
     throwSystemError(path);
   }
   return mark;
@@ -183,6 +188,9 @@ void writeFile(int directory, const std::string& path, const std::string& name,
   const ssize_t written = write(file.number(), text.data(), text.size());
   if (written != static_cast<ssize_t>(text.size()) ||
       renameat(directory, draft.c_str(), directory, name.c_str()) != 0) {
+    const int error = errno;
+    unlinkat(directory, draft.c_str(), 0);
+    errno = error;
     throwSystemError(path + "/" + name);
   }
 }
@@ -238,7 +246,7 @@ StateDirectory::StateDirectory(const std::string& path, Time origin)
   lock(directory_.number(), path_);
   expectOwn(directory_.number(), path_);
   if (path.empty()) mark_.emplace(createMark(directory_.number(), path_));
-  if (!holdsState(directory_.number())) createState(directory_.number(), origin);
+  if (!holdsState(directory_.number())) createState(directory_.number(), path_, origin);
 }
 
 StateDirectory::~StateDirectory() {

@@ -59,25 +59,30 @@ bool holdsUnfinishedState(int directory) {
   struct stat status = {};
   std::uint64_t magic = 0;
   if (fstat(file.number(), &status) != 0 || !S_ISREG(status.st_mode)) return false;
-  return status.st_size == 0 || (status.st_size == sizeof(MachineState) &&
-                                 pread(file.number(), &magic, sizeof magic, 0) == sizeof magic &&
-                                 (magic == 0 || magic == kStateMagic));
+  return status.st_size <= static_cast<off_t>(sizeof(MachineState)) &&
+         pread(file.number(), &magic, sizeof magic, 0) >= 0 && (magic == 0 || magic == kStateMagic);
 }
 
-void createState(int directory, Time origin) {
+void createState(int directory, const std::string& path, Time origin) {
+  const std::string name = path + "/" + kStateFileName;
   // Under its name it is always whole.
   unlinkat(directory, kStateDraftName, 0);
   const Descriptor file(
       openat(directory, kStateDraftName, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644),
-      kStateDraftName);
-  if (ftruncate(file.number(), sizeof(MachineState)) != 0) throwSystemError(kStateFileName);
-  MachineState* const state = map(file.number(), MAP_SHARED, kStateFileName);
+      name);
+  // A hole that finds no room on the disk would end whoever writes into it.
+  if (const int error = posix_fallocate(file.number(), 0, sizeof(MachineState)); error != 0) {
+    unlinkat(directory, kStateDraftName, 0);
+    errno = error;
+    throwSystemError(name);
+  }
+  MachineState* const state = map(file.number(), MAP_SHARED, name);
   state->magic = kStateMagic;
   state->origin = origin;
   state->virtualNow = origin;
   munmap(state, sizeof(MachineState));
   if (renameat(directory, kStateDraftName, directory, kStateFileName) != 0) {
-    throwSystemError(kStateFileName);
+    throwSystemError(name);
   }
 }
 

@@ -33,8 +33,8 @@ bool holdsState(int directory);
 // Whether the directory holds what a creation that came to a sudden end has left.
 bool holdsUnfinishedState(int directory);
 
-// Creates the state of a machine that starts at `origin`. Whoever calls it has locked the
-// directory. Throws std::runtime_error.
-void createState(int directory, Time origin);
+// Creates the state of a machine that starts at `origin` in the open directory, which stands at the
+// path. Whoever calls it has locked the directory. Throws std::runtime_error.
+void createState(int directory, const std::string& path, Time origin);
 
 }  // namespace zansim

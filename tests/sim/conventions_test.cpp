@@ -214,7 +214,7 @@ TEST_F(ConventionsTest, ResetsOfSeveralProcessesAreAllCounted) {
   if (geteuid() != 0) GTEST_SKIP() << "only root may change a GPU";
   std::filesystem::create_directory(workspace.path("state"));
   const Descriptor directory(open(workspace.path("state").c_str(), O_RDONLY | O_DIRECTORY));
-  createState(directory.number(), kSecond);
+  createState(directory.number(), workspace.path("state"), kSecond);
   setenv(kStateVariable, workspace.path("state").c_str(), 1);
   start(R"({"gpus": [{}]})");
   constexpr unsigned kProcesses = 4;
