@@ -41,8 +41,9 @@ def attack_modes():
             sound(kind, found, modes, *command)
             if "noise" in modes:
                 quiet = run(command, hostile(modes.replace("noise", "")))
-                kind.expect(timeless(found.out.replace(NOISE, b"")) == timeless(quiet.out),
-                            "noise changes the output of", *command)
+                # Two resets at a time refuse each other.
+                kind.expect(timeless(found.out.replace(NOISE, b"")) == timeless(quiet.out) or
+                            "-r" in command, "noise changes the output of", *command)
         kind.each(attack, MODES, COMMANDS)
 
 
