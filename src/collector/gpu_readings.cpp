@@ -240,7 +240,7 @@ void readVgpus(Answers& answers, Readings& readings) {
     return;
   }
   const auto ids = answers.raw(activeVgpuIds());
-  if (!ids || ids->size() > kMaxListed) return;
+  if (!ids || ids->size() > kMaxVgpus) return;
   readings.vgpuCount = static_cast<std::uint32_t>(ids->size());
   if (ids->empty()) return;
   const auto samples = lastVgpuSamples(answers);

@@ -43,6 +43,7 @@ struct GpuAnswer {
 inline constexpr std::size_t kMaxFrame = std::size_t{16} << 20U;
 inline constexpr std::uint32_t kMaxGpus = 4096;
 inline constexpr std::size_t kMaxListed = 65'536;  // entries of a list
+inline constexpr std::size_t kMaxVgpus = 1024;     // of a GPU
 
 // With the length in front.
 std::string frameOf(const SystemAnswer& answer);
