@@ -69,7 +69,6 @@ int run(std::span<const char* const> argv) {
 int main(int argc, char** argv) {
   zanctl::startProgram();
   try {
-    std::ios::sync_with_stdio(false);
     const int status = zanctl::run({argv, static_cast<std::size_t>(argc)});
     if (std::cout.flush()) return status;
     std::cerr << "zanctl: standard output could not be written\n";

@@ -16,6 +16,14 @@ std::string withUnit(std::int32_t value, std::string_view unit) {
   return value == -1 ? "N/A" : std::to_string(value).append(unit);
 }
 
+void appendHex(std::string& text, std::uint64_t value, std::size_t digits) {
+  constexpr std::string_view kDigits = "0123456789ABCDEF";
+  text.append(std::max(digits, (static_cast<std::size_t>(std::bit_width(value)) + 3) / 4), '0');
+  for (auto digit = text.rbegin(); value != 0; ++digit, value >>= 4U) {
+    *digit = kDigits[value & 0xFU];
+  }
+}
+
 }  // namespace
 
 std::string fmtText(std::string_view text, std::size_t width) {
@@ -46,17 +54,18 @@ std::string fmtComputeMode(std::uint32_t mode, std::size_t width) {
 }
 
 std::string hexText(std::uint64_t value, std::size_t digits) {
-  constexpr std::string_view kDigits = "0123456789ABCDEF";
-  std::string text(std::max(digits, (static_cast<std::size_t>(std::bit_width(value)) + 3) / 4),
-                   '0');
-  for (auto digit = text.rbegin(); digit != text.rend(); ++digit, value >>= 4U) {
-    *digit = kDigits[value & 0xFU];
-  }
+  std::string text;
+  appendHex(text, value, digits);
   return text;
 }
 
 std::string busIdText(const nvmlPciInfo_t& pci) {
-  return hexText(pci.domain, 8) + ':' + hexText(pci.bus, 2) + ':' + hexText(pci.device, 2) + ".0";
+  std::string text;
+  text.reserve(std::string_view("00000000:00:00.0").size());
+  appendHex(text, pci.domain, 8);
+  appendHex(text += ':', pci.bus, 2);
+  appendHex(text += ':', pci.device, 2);
+  return text += ".0";
 }
 
 }  // namespace zanctl
