@@ -6,7 +6,6 @@
 
 #include <fstream>
 #include <iterator>
-#include <regex>
 #include <set>
 #include <sstream>
 
@@ -133,12 +132,16 @@ TEST(Completion, offersWhatFits) {
   for (const Shell& shell : shells()) shell.expectOffers(host, cases);
 }
 
-// The long options that begin the lines of a help.
+// The long options that begin the lines of a help, behind a short one or not.
 Words optionsIn(const std::string& help) {
-  static const std::regex kOption(R"(\n +(?:-\w, ?)?(--[a-z0-9._-]+))");
   Words options;
-  for (std::sregex_iterator at(help.begin(), help.end(), kOption), end; at != end; ++at) {
-    options.insert((*at)[1]);
+  std::istringstream lines(help);
+  for (std::string line; std::getline(lines, line);) {
+    const std::size_t begin = line.find("--");
+    const std::size_t shortOption = line.find_first_not_of(' ');
+    if (begin == 0 || begin == std::string::npos || begin - shortOption > 4) continue;
+    const std::size_t end = line.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789._-", begin);
+    if (end > begin + 2) options.insert(line.substr(begin, end - begin));
   }
   return options;
 }
