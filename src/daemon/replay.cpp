@@ -13,7 +13,7 @@
 namespace zanctl {
 namespace {
 
-constexpr useconds_t kPauseMicroseconds = 1'000'000;
+constexpr useconds_t kPlaybackPause = 1'000'000;  // microseconds
 
 // Where the option was given, reads it into `time`. False, after saying so, when it is no time.
 bool readTimeOption(const std::string& option, const char* which, TimeOfDay& time,
@@ -48,7 +48,7 @@ void play(const Descriptor& file, Playback playback, std::ostream& out) {
         // What was printed so far is seen during the pause, and nobody is left to see the rest
         // when it cannot be.
         if (!out.flush()) return;
-        usleep(kPauseMicroseconds);
+        usleep(kPlaybackPause);
         break;
       case Playback::Answer::print:
         break;

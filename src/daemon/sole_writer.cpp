@@ -14,7 +14,7 @@ namespace zanctl {
 namespace {
 
 constexpr mode_t kMode = 0644;
-constexpr int kAttempts = 10;
+constexpr int kOpenAttempts = 10;
 
 // Whether the file belongs to whom everything belongs that this process creates, such as a pipe.
 bool isOwned(const struct stat& status) {
@@ -53,7 +53,7 @@ int renameToFree(const std::string& from, const std::string& to) {
 
 FileOpening openToWriteAlone(const std::string& name, Descriptor& file) {
   // Another process may set the file aside before it can be locked.
-  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+  for (int attempt = 0; attempt < kOpenAttempts; ++attempt) {
     // Not blocking, so that a pipe of that name does not hold the daemon up.
     constexpr int kFlags = O_RDWR | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
     file = Descriptor(open(name.c_str(), kFlags, kMode));

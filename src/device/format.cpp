@@ -65,7 +65,8 @@ std::string busIdText(const nvmlPciInfo_t& pci) {
   appendHex(text, pci.domain, 8);
   appendHex(text += ':', pci.bus, 2);
   appendHex(text += ':', pci.device, 2);
-  return text += ".0";
+  text += ".0";
+  return text;
 }
 
 }  // namespace zanctl

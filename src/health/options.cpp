@@ -13,8 +13,6 @@
 namespace zanctl::health {
 namespace {
 
-using Problem = std::string;
-
 // The whole text as a number, with or without a point; empty when it is none.
 std::optional<double> numberIn(std::string_view text) {
   double number = 0;
@@ -30,11 +28,11 @@ auto setNumber(std::optional<std::uint32_t>& number) {
       return "a whole number is needed, not " + text;
     }
     number = static_cast<std::uint32_t>(*whole);
-    return Problem();
+    return std::string();
   };
 }
 
-Problem parseTimeout(const std::string& text, std::chrono::milliseconds& timeout) {
+std::string parseTimeout(const std::string& text, std::chrono::milliseconds& timeout) {
   constexpr double kLongest = 3600;
   const auto seconds = numberIn(text);
   if (!seconds || !(*seconds >= 0.1 && *seconds <= kLongest)) {
@@ -44,7 +42,7 @@ Problem parseTimeout(const std::string& text, std::chrono::milliseconds& timeout
   return {};
 }
 
-Problem parseMemory(const std::string& text, std::optional<MemoryLimit>& limit) {
+std::string parseMemory(const std::string& text, std::optional<MemoryLimit>& limit) {
   constexpr std::array<std::pair<std::string_view, double>, 5> kUnits = {
       {{"%", 0.01}, {"KiB", 0x1p10}, {"MiB", 0x1p20}, {"GiB", 0x1p30}, {"TiB", 0x1p40}}};
   std::string_view number = text;
@@ -74,7 +72,7 @@ std::vector<LongOption> optionsInto(Options& options) {
          for (const auto piece : splitAtCommas(text)) {
            if (!piece.empty()) options.only.emplace_back(piece);
          }
-         return options.only.empty() ? Problem("no GPU is named") : Problem();
+         return options.only.empty() ? std::string("no GPU is named") : std::string();
        }},
       {"max-temperature", 0, "CELSIUS", "No GPU may be hotter (its own thresholds)",
        setNumber(options.maxTemperature)},
@@ -94,7 +92,7 @@ std::vector<LongOption> optionsInto(Options& options) {
 
 std::variant<Options, std::string> parseOptions(std::span<char* const> argv) {
   Options options;
-  Problem problem = parseLongOptions(argv, optionsInto(options));
+  const std::string problem = parseLongOptions(argv, optionsInto(options));
   if (!problem.empty()) return problem;
   return options;
 }

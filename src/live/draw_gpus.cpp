@@ -55,8 +55,6 @@ constexpr std::array kLineColumns =
     });
 #undef ZANTOP_TEXT
 
-constexpr int kIndexWidth = 4;  // with the mark of the chosen one
-constexpr int kLeastBar = 8;    // cells that a bar needs beside its text
 constexpr int kLongestBar = 30;
 constexpr int kBarRank = 3;
 

@@ -28,8 +28,6 @@ constexpr std::array kColumnsOfLog = std::to_array<LogColumn>({
     {"MEM CLK", LogSeries::memoryClock, "MHz"},
 });
 constexpr int kColumnWidth = 7;
-constexpr int kIndexWidth = 4;
-constexpr int kLeastBar = 8;
 
 std::string textOf(float value, std::string_view unit) {
   return isKnown(value) ? fmt::format("{:.0f}{}", value, unit) : "-";

@@ -55,6 +55,10 @@ Surroundings surroundingsOf(const Frame& frame, HostProcesses& host);
 
 void drawFrame(Surface& surface, const Frame& frame);
 
+// In tables of GPUs.
+inline constexpr int kIndexWidth = 4;  // with the mark of the chosen one
+inline constexpr int kLeastBar = 8;    // cells that a bar needs beside its text
+
 // Its parts.
 void drawTooSmall(Surface& surface);
 void drawHead(Surface& surface, const Frame& frame, const Box& box);

@@ -18,7 +18,7 @@
 namespace zanctl::live {
 namespace {
 
-constexpr int kTick = 1000;  // ms between two looks whether the file has grown
+constexpr int kLookPeriod = 1000;  // ms between two looks whether the file has grown
 
 LogLayout layoutFor(Size size, const LogData& data) {
   return isEnough(size) ? layoutLog(size, data.gpus().size()) : LogLayout();
@@ -100,7 +100,7 @@ int runLog(const Options& options, Settings settings, const std::string& note) {
       const bool grown = readOn(file, data).value_or(false);
       if (grown || pressed == Pressed::some || drawn != terminal.size()) draw();
       drawn = terminal.size();
-      terminal.wait(-1, kTick);
+      terminal.wait(-1, kLookPeriod);
       pressed = takeKeys(terminal, view, data);
     }
     settings.graph = view.settings.graph;

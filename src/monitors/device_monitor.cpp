@@ -15,8 +15,7 @@
 namespace zanctl {
 namespace {
 
-constexpr std::uint64_t kDefaultDelay = 1;
-constexpr std::uint64_t kLongestDelay = 600;
+constexpr std::uint64_t kLongestDeviceDelay = 600;
 constexpr std::uint64_t kNanosecondsPerSecond = 1'000'000'000;
 
 // By GPU index, the engine counters of the pass before.
@@ -24,7 +23,6 @@ using JpuHistory = std::map<std::uint32_t, zanmlJpuUtilization_t>;
 
 // Cells stand under their heads, which grow with the engine's number.
 std::size_t widthOf(std::uint32_t engine) { return engine < 10 ? 6 : 7; }
-constexpr std::size_t kCellWidth = 6;
 constexpr std::size_t kWidthWithoutEngines = 5;
 
 // Writes a right-aligned cell for each engine, or one where no GPU has any.
@@ -155,7 +153,7 @@ void writeMonitorLine(std::string& text, const MonitorColumns& columns, const Mo
 int runDeviceMonitor(const DmonOptions& options, std::ostream& out) {
   DeviceSet selection;
   if (resolveDevices(options.id, selection, out) != 0) return -1;
-  const auto delay = readDelay(options.delay, kDefaultDelay, kLongestDelay, out);
+  const auto delay = readDelay(options.delay, kDefaultDelay, kLongestDeviceDelay, out);
   if (!delay) return -1;
   const auto count = readCount(options.count, out);
   if (!count) return -1;

@@ -13,9 +13,7 @@
 namespace zanctl {
 namespace {
 
-constexpr std::uint64_t kDefaultDelay = 1;
-constexpr std::uint64_t kLongestDelay = 10;
-constexpr std::size_t kCellWidth = 6;
+constexpr std::uint64_t kLongestProcessDelay = 10;
 
 // Empty where the GPU as a whole does nothing.
 std::optional<std::uint64_t> shareOf(std::uint32_t percent, std::uint64_t sharers) {
@@ -77,7 +75,7 @@ void writeProcessLine(std::string& text, std::string_view head, const GpuLoad& l
 int runProcessMonitor(const PmonOptions& options, std::ostream& out) {
   DeviceSet selection;
   if (resolveDevices(options.id, selection, out) != 0) return -1;
-  const auto delay = readDelay(options.delay, kDefaultDelay, kLongestDelay, out);
+  const auto delay = readDelay(options.delay, kDefaultDelay, kLongestProcessDelay, out);
   if (!delay) return 0;
   const auto count = readCount(options.count, out);
   if (!count) return 0;

@@ -1,5 +1,5 @@
-// What the scrolling monitors have in common: the letters of -o, the stamps of their lines and when
-// a header is due.
+// What the scrolling monitors have in common: the letters of -o, the stamps of their lines, when a
+// header is due and how far apart lines and cells stand.
 #pragma once
 
 #include <cstdint>
@@ -33,5 +33,8 @@ std::string stampCells(const StampColumns& columns, std::time_t time);
 
 // The header stands before the first pass and every 40th after it.
 inline constexpr std::uint64_t kHeaderInterval = 40;
+
+inline constexpr std::uint64_t kDefaultDelay = 1;  // seconds
+inline constexpr std::size_t kCellWidth = 6;
 
 }  // namespace zanctl

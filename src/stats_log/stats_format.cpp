@@ -94,7 +94,8 @@ std::string statsLine(std::string_view time, std::uint32_t gpu, const MonitorRea
                             reading.memClock, reading.smClock}) {
     alignRight(line, kCellWidth, Decimal(value.value_or(0)));
   }
-  return line += "\n";
+  line += "\n";
+  return line;
 }
 
 std::optional<TimeOfDay> parseTimeOfDay(std::string_view text) {

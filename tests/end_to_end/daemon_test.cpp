@@ -8,7 +8,6 @@
 #include <csignal>
 #include <fstream>
 #include <functional>
-#include <iterator>
 #include <optional>
 #include <random>
 #include <sstream>
@@ -32,11 +31,6 @@ constexpr std::string_view kHeader =
     "#HH:MM:SS   Idx     W     C     C     %     %     %     %   MHz   MHz\n";
 constexpr const char* kRecord =
     " 09:00:00     0   250    65     -    85    47    12    40  1200  1446\n";
-
-std::string content(const fs::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
 
 std::size_t sizeOf(const fs::path& path) {
   std::error_code error;

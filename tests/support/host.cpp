@@ -19,11 +19,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string content(const fs::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
 int execute(std::vector<std::string> words, const fs::path& out, const fs::path& err) {
   std::vector<char*> argv;
   argv.reserve(words.size() + 1);
@@ -44,6 +39,11 @@ int execute(std::vector<std::string> words, const fs::path& out, const fs::path&
 }
 
 }  // namespace
+
+std::string content(const fs::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
 
 Host::Host() : hadFailed_(testing::Test::HasFailure()) {
   std::string name = (fs::temp_directory_path() / "zanctl_test_XXXXXX").string();

@@ -63,6 +63,9 @@ class Host {
   bool hadFailed_;  // the test, before it came to this machine
 };
 
+// The whole file; empty without it.
+std::string content(const std::filesystem::path& path);
+
 // Whether ZANCTL_UPDATE_GOLDEN=1 is in the environment: what is printed then takes the place of
 // what is expected. Read it before you commit it.
 bool updatesGolden();
