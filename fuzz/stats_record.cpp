@@ -3,10 +3,10 @@
 #include "stats_log/stats_format.h"
 #include "target.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <array>
-
-#include <fmt/format.h>
 
 namespace {
 

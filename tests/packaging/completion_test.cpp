@@ -140,7 +140,8 @@ Words optionsIn(const std::string& help) {
     const std::size_t begin = line.find("--");
     const std::size_t shortOption = line.find_first_not_of(' ');
     if (begin == 0 || begin == std::string::npos || begin - shortOption > 4) continue;
-    const std::size_t end = line.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789._-", begin);
+    const std::size_t end =
+        line.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789._-", begin);
     if (end > begin + 2) options.insert(line.substr(begin, end - begin));
   }
   return options;
