@@ -18,9 +18,9 @@ namespace {
 // The loader passes over a symbol without a value.
 void hide(ElfW(Sym) & symbol) {
   const auto pageSize = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
-  const auto begin = reinterpret_cast<std::uintptr_t>(&symbol) & ~(pageSize - 1);
-  const std::size_t length = reinterpret_cast<std::uintptr_t>(&symbol + 1) - begin;
-  auto* const pages = reinterpret_cast<void*>(begin);
+  const std::size_t place = reinterpret_cast<std::uintptr_t>(&symbol) % pageSize;
+  const std::size_t length = place + sizeof symbol;
+  char* const pages = reinterpret_cast<char*>(&symbol) - place;
   if (mprotect(pages, length, PROT_READ | PROT_WRITE) == 0) symbol.st_value = 0;
   mprotect(pages, length, PROT_READ);
 }
@@ -38,7 +38,7 @@ void hideOperation(void* operation) {
   if (missing == nullptr) return;
   const OperationSet set{std::string(missing)};
 #define ZANSIM_HIDE(name) \
-  if (set.test(indexOf(Operation::name))) hideOperation(reinterpret_cast<void*>(&name));
+  if (set.test(indexOf(Operation::name))) hideOperation(reinterpret_cast<void*>(&(name)));
   ZANML_OPERATIONS(ZANSIM_HIDE)
 #undef ZANSIM_HIDE
 }

@@ -25,9 +25,41 @@ struct OptionRow {
   Form form = Form::plain;
 };
 
-void declare(CLI::App& app, const char* helpText, std::initializer_list<OptionRow> rows) {
-  app.set_help_flag("-h,--help", helpText);
+// The words of a command line, or all there are.
+class Wanted {
+ public:
+  Wanted() = default;
+  explicit Wanted(std::span<const char* const> argv) : argv_(argv) {
+    all_ = hasOneOf("-h, --help");
+  }
+
+  // Of names that commas and blanks part, whether one stands on the command line.
+  [[nodiscard]] bool operator()(std::string_view names) const { return all_ || hasOneOf(names); }
+
+ private:
+  [[nodiscard]] bool hasOneOf(std::string_view names) const {
+    constexpr std::string_view kGaps = " ,";
+    std::size_t end = 0;
+    for (std::size_t begin = 0; begin < names.size(); begin = names.find_first_not_of(kGaps, end)) {
+      end = std::min(names.find_first_of(kGaps, begin), names.size());
+      const std::string_view name = names.substr(begin, end - begin);
+      const auto isName = [name](std::string_view argument) {
+        return argument.substr(0, argument.find('=')) == name;
+      };
+      if (std::any_of(argv_.begin(), argv_.end(), isName)) return true;
+    }
+    return false;
+  }
+
+  std::span<const char* const> argv_;
+  bool all_ = true;
+};
+
+void declare(CLI::App& app, const char* helpText, std::initializer_list<OptionRow> rows,
+             const Wanted& wanted = {}) {
+  app.get_help_ptr()->description(helpText);
   for (const OptionRow& row : rows) {
+    if (!wanted(row.names)) continue;
     CLI::Option* option = nullptr;
     if (bool* const* flag = std::get_if<bool*>(&row.target)) {
       option = app.add_flag(row.names, **flag, row.help);
@@ -44,7 +76,7 @@ constexpr const char* kHelpSentence = "Print this help message and exit.\n";
 constexpr const char* kIdList = "Comma separated Enumeration index, PCI bus ID or UUID\n";
 constexpr const char* kIdSpecify = "Specify the index, PCI bus ID, or UUID of one or more GPUs\n";
 
-void declareRoot(CLI::App& app, CommandOptions& o) {
+void declareRoot(CLI::App& app, CommandOptions& o, const Wanted& wanted) {
   declare(
       app, kHelpSentence,
       {
@@ -112,7 +144,8 @@ void declareRoot(CLI::App& app, CommandOptions& o) {
            "Requires root. There can't be any applications using this particular device \n"
            "(e.g. CUDA application, graphics application like X server, monitoring\n"
            "application like other instance of zanctl)\n"},
-      });
+      },
+      wanted);
 }
 
 // dmon and pmon differ in their delays alone.
@@ -261,16 +294,16 @@ bool isEmptyAttachedValue(const char* argument) {
          std::strchr(argument, '=') == argument + length - 1;
 }
 
-// Every subcommand that is wanted, and the options of the program itself.
-template <typename IsWanted>
-void build(CLI::App& app, CommandOptions& options, const IsWanted& isWanted) {
+// Building the options is what starting the program costs most, so it is done for those that are
+// wanted; of a subcommand for all, since its runner may ask for its help.
+void build(CLI::App& app, CommandOptions& options, const Wanted& wanted) {
   for (const SubcommandRow& row : kSubcommandRows) {
-    if (!isWanted(row.name)) continue;
+    if (!wanted(row.name)) continue;
     CLI::App* const subcommand = app.add_subcommand(row.name, row.description);
     subcommand->group(row.group);
     row.declareOptions(*subcommand, options);
   }
-  declareRoot(app, options);
+  declareRoot(app, options, wanted);
 }
 
 // CLI11 takes the argument behind "--name=" for its value, so the empty value is spelled out.
@@ -315,12 +348,7 @@ struct Grammar::Parser {
 Grammar::Grammar(CommandOptions& options, std::span<const char* const> argv, std::ostream& out,
                  std::ostream& errors)
     : parser_(new Parser{.argv = argv, .out = out, .errors = errors}) {
-  const auto holds = [argv](std::string_view word) {
-    return std::find(argv.begin(), argv.end(), word) != argv.end();
-  };
-  const bool listsAll = holds("-h") || holds("--help");
-  build(parser_->app, options,
-        [&](std::string_view subcommand) { return listsAll || holds(subcommand); });
+  build(parser_->app, options, Wanted(argv));
 }
 
 Grammar::~Grammar() = default;
@@ -364,7 +392,7 @@ int Grammar::refuseLeftOvers() const {
 std::vector<CommandFacts> describeGrammar() {
   CommandOptions options;
   CLI::App app(kDescription);
-  build(app, options, [](std::string_view) { return true; });
+  build(app, options, Wanted());
   std::vector<CommandFacts> commands = {factsOf(app)};
   commands.front().name.clear();
   for (const CLI::App* subcommand : app.get_subcommands(nullptr)) {
