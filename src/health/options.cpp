@@ -92,7 +92,7 @@ std::vector<LongOption> optionsInto(Options& options) {
 
 std::variant<Options, std::string> parseOptions(std::span<char* const> argv) {
   Options options;
-  const std::string problem = parseLongOptions(argv, optionsInto(options));
+  std::string problem = parseLongOptions(argv, optionsInto(options));
   if (!problem.empty()) return problem;
   return options;
 }

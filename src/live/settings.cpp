@@ -2,6 +2,7 @@
 
 #include "device/descriptor.h"
 #include "device/number_text.h"
+#include "output/replace_file.h"
 
 #include <fmt/format.h>
 
@@ -18,7 +19,7 @@ namespace zanctl::live {
 namespace {
 
 constexpr std::array<std::string_view, 2> kThemes = {"dark", "light"};
-constexpr std::size_t kLongestFile = 64 * 1024;
+constexpr std::size_t kLongestFile = 65'536;
 
 bool takeHidden(Settings& settings, std::string_view text) {
   settings.hidden = 0;
@@ -175,18 +176,7 @@ std::string loadSettings(const std::string& file, Settings& settings) {
 std::string saveSettings(const std::string& file, const Settings& settings) {
   if (file.empty()) return {};
   makeDirectoryOf(file);
-  const std::string draft = fmt::format("{}.{}", file, getpid());
-  const std::string text = writeSettings(settings);
-  bool written = false;
-  {
-    const Descriptor opened(open(draft.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
-    written = opened.isOpen() &&
-              write(opened.number(), text.data(), text.size()) == static_cast<ssize_t>(text.size());
-  }
-  if (written && std::rename(draft.c_str(), file.c_str()) == 0) return {};
-  const std::string problem = fmt::format("{}: {}", file, std::strerror(errno));
-  unlink(draft.c_str());
-  return problem;
+  return replaceFile(file, writeSettings(settings));
 }
 
 }  // namespace zanctl::live

@@ -1,8 +1,8 @@
 #include "output/log_file.h"
 
-#include <cerrno>
+#include "output/replace_file.h"
+
 #include <ostream>
-#include <string_view>
 #include <utility>
 
 #include <fcntl.h>
@@ -18,16 +18,6 @@ constexpr std::size_t kLongText = 65'536;
 Descriptor openFile(const std::string& name) {
   if (name.empty()) return Descriptor();
   return Descriptor(open(name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kLogFileMode));
-}
-
-bool writeWhole(const Descriptor& file, std::string_view text) {
-  while (!text.empty()) {
-    const ssize_t written = write(file.number(), text.data(), text.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) return false;
-    text.remove_prefix(static_cast<std::size_t>(written));
-  }
-  return true;
 }
 
 }  // namespace
@@ -49,7 +39,7 @@ void Output::flush() {
     stream_->write(text_.data(), static_cast<std::streamsize>(text_.size())).flush();
     good_ = good_ && stream_->good();
   } else {
-    good_ = good_ && writeWhole(file_, text_);
+    good_ = good_ && writeWhole(file_.number(), text_);
   }
   text_.clear();
 }

@@ -14,16 +14,6 @@
 namespace zanctl {
 namespace {
 
-bool writeWhole(int file, std::string_view text) {
-  while (!text.empty()) {
-    const ssize_t written = write(file, text.data(), text.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) return false;
-    text.remove_prefix(static_cast<std::size_t>(written));
-  }
-  return true;
-}
-
 bool fillAndClose(int file, std::string_view text) {
   constexpr mode_t kReadableForAll = 0644;
   const bool done =
@@ -45,6 +35,16 @@ void syncDirectoryOf(const std::string& path) {
 }
 
 }  // namespace
+
+bool writeWhole(int file, std::string_view text) {
+  while (!text.empty()) {
+    const ssize_t written = write(file, text.data(), text.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) return false;
+    text.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return true;
+}
 
 std::string replaceFile(const std::string& path, std::string_view text) {
   // Collectors of such files look for their suffix.

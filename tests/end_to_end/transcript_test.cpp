@@ -86,7 +86,7 @@ TEST_P(Transcript, holds) {
   std::optional<Host> host;
   std::string written;
   for (std::size_t i = 0; i < lines.size();) {
-    const std::string line = lines[i++];
+    const std::string& line = lines[i++];
     written += line + "\n";
     if (line.starts_with("@ ")) direct(host, line.substr(2));
     if (!line.starts_with("$ ")) continue;
