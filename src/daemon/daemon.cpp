@@ -31,8 +31,9 @@ std::string logDirectory(const std::string& option) {
 }
 
 bool makeDirectory(const std::string& directory, std::ostream& out) {
-  if (access(directory.c_str(), F_OK) == 0) return true;
-  if (mkdir(directory.c_str(), kDirectoryMode) == 0) return true;
+  const auto stands = [&directory] { return access(directory.c_str(), F_OK) == 0; };
+  // Another daemon that is starting may make it meanwhile.
+  if (stands() || mkdir(directory.c_str(), kDirectoryMode) == 0 || stands()) return true;
   out << fmt::format("create path \"{}\" failed\n", directory);
   return false;
 }
