@@ -1,5 +1,4 @@
-// What earlier rounds tell of the GPUs: their UUIDs, and which of them were at
-// fault.
+// What earlier rounds tell of the GPUs: their UUIDs, and which of them were at fault.
 #pragma once
 
 #include "collector/snapshot.h"

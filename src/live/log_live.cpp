@@ -62,11 +62,13 @@ int runLog(const Options& options, Settings settings, const std::string& note) {
   if (!file.isOpen() || fstat(file.number(), &facts) != 0) {
     return kVoice.complain(fmt::format("{}: {}", options.log, std::strerror(errno)));
   }
-  if (!S_ISREG(facts.st_mode))
+  if (!S_ISREG(facts.st_mode)) {
     return kVoice.complain(fmt::format("{} is no regular file", options.log));
+  }
   LogData data(GpuSelection(options.gpus), {options.begin, options.end});
-  if (!readOn(file, data).has_value())
+  if (!readOn(file, data).has_value()) {
     return kVoice.complain(fmt::format("{}: {}", options.log, std::strerror(errno)));
+  }
   LogView view;
   view.settings = settings;
   view.note = note;
